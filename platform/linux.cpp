@@ -1,0 +1,127 @@
+#ifdef __linux__
+#include "platform/attach.h"
+#include "platform/platform.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <pthread.h>
+#include <semaphore.h>
+
+extern "C" int __cxa_atexit(void (*)(void*), void*, void*);
+
+namespace orv::platform {
+namespace {
+
+bool key_exists = false;
+pthread_key_t key;
+// The key only carries the thread-exit destructor; reads go to this copy, one load from the thread register.
+__attribute__((tls_model("initial-exec"))) thread_local void* slot_value = nullptr;
+
+struct HeapBlock {
+  HeapBlock *next, *previous;
+  alignas(16) unsigned char payload[1];
+};
+bool heap_made = false;
+HeapBlock* heap_blocks = nullptr;
+pthread_mutex_t heap_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+void thread_exit(void* value) {
+  slot_value = nullptr;
+  on_thread_exit(value);
+}
+
+} // namespace
+
+bool slot_create() {
+  if (!key_exists) key_exists = pthread_key_create(&key, thread_exit) == 0;
+  return key_exists;
+}
+void slot_free() {
+  if (key_exists) pthread_key_delete(key);
+  key_exists = false;
+}
+bool slot_exists() { return key_exists; }
+void* slot_get() { return slot_value; }
+bool slot_set(void* value) {
+  if (pthread_setspecific(key, value) != 0) return false;
+  slot_value = value;
+  return true;
+}
+
+bool heap_create(std::size_t) { return heap_made = true; }
+bool heap_exists() { return heap_made; }
+
+void* heap_allocate(std::size_t bytes) {
+  auto* block = static_cast<HeapBlock*>(std::calloc(1, offsetof(HeapBlock, payload) + bytes));
+  if (!block) return nullptr;
+  pthread_mutex_lock(&heap_mutex);
+  block->next = heap_blocks;
+  if (heap_blocks) heap_blocks->previous = block;
+  heap_blocks = block;
+  pthread_mutex_unlock(&heap_mutex);
+  return block->payload;
+}
+
+void heap_free(void* payload) {
+  auto* block = reinterpret_cast<HeapBlock*>(static_cast<unsigned char*>(payload) - offsetof(HeapBlock, payload));
+  pthread_mutex_lock(&heap_mutex);
+  (block->previous ? block->previous->next : heap_blocks) = block->next;
+  if (block->next) block->next->previous = block->previous;
+  pthread_mutex_unlock(&heap_mutex);
+  std::free(block);
+}
+
+void heap_destroy() {
+  while (heap_blocks) heap_free(heap_blocks->payload);
+  heap_made = false;
+}
+
+const char* const core_library_file = "liborv_core.so.2";
+
+void* function_beside(const char* file, const char* name) {
+  Dl_info self;
+  if (!dladdr(reinterpret_cast<void*>(&function_beside), &self) || !self.dli_fname) return nullptr;
+  char path[4096];
+  const char* slash = std::strrchr(self.dli_fname, '/');
+  if (!slash) return nullptr; // never the working directory
+  int const length = std::snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(slash - self.dli_fname),
+                                   self.dli_fname, file);
+  if (length < 0 || length >= static_cast<int>(sizeof path)) return nullptr;
+  void* module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  return module ? dlsym(module, name) : nullptr;
+}
+
+int* errno_location() { return &errno; }
+
+void die(const char* what, const char* detail, int code) {
+  std::fprintf(stderr, "orv: %s: %s\n", what, detail);
+  std::fflush(nullptr);
+  std::_Exit(code);
+}
+
+} // namespace orv::platform
+
+namespace {
+
+// Set when exit() begins. The handler is a function of the C library, which stays when this library goes,
+// so that the loader's call of `detach` can tell an unload from the end of the process.
+sem_t* process_ends = nullptr;
+
+[[gnu::constructor]] void attach() {
+  process_ends = static_cast<sem_t*>(std::malloc(sizeof(sem_t)));
+  if (!process_ends || sem_init(process_ends, 0, 0) != 0 || !orv::on_process_attach())
+    orv::platform::die("cannot load", "no memory for the state of a thread", 3);
+  __cxa_atexit(reinterpret_cast<void (*)(void*)>(reinterpret_cast<void*>(&sem_post)), process_ends, nullptr);
+}
+
+[[gnu::destructor]] void detach() {
+  int ending = 1;
+  sem_getvalue(process_ends, &ending);
+  if (!ending) orv::on_library_unload();
+}
+
+} // namespace
+#endif

@@ -1,0 +1,32 @@
+// What the operating system gives, and nothing more. Everything above this header is the same on all targets.
+#pragma once
+#include <cstddef>
+
+namespace orv::platform {
+
+// A value of address size for each thread. `get` is null until `set`; the value of a thread that ends is
+// handed to the `on_thread_exit` of attach.h.
+bool slot_create();
+void slot_free();
+bool slot_exists();
+void* slot_get();
+bool slot_set(void* value);
+
+// A heap of the library's own, usable while the library is being loaded. Destroying it frees all its blocks.
+bool heap_create(std::size_t initial_bytes);
+bool heap_exists();
+void* heap_allocate(std::size_t bytes); // zero-filled, or null
+void heap_free(void* block);
+void heap_destroy();
+
+// The function `name` of module `file`, which lies in this library's own directory; null if either is missing.
+void* function_beside(const char* file, const char* name);
+extern const char* const core_library_file;
+
+// The calling thread's errno as the program sees it; null if no runtime library shows one.
+int* errno_location();
+
+// One line on standard error, then the end of the process. For what cannot go on.
+[[noreturn]] void die(const char* what, const char* detail, int code);
+
+} // namespace orv::platform
