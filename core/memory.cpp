@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdlib>
 #ifdef _WIN32
-#include <malloc.h>
+#  include <malloc.h>
 #endif
 
 namespace {

@@ -1,9 +1,12 @@
 // Tridiagonal systems by LU without pivoting, for diagonally dominant matrices: the factor keeps the
 // multipliers in `dl`, the pivots in `d` and leaves `du`. Cost 3n operations, 5n for each solution.
 #include "core/export.h"
+#include "core/flags.h"
 #include "orv/core_linalg.h"
 
 #include <cstddef>
+
+using orv::linalg::Trans;
 
 namespace {
 
@@ -45,9 +48,9 @@ void ttrf(int const* n, T* dl, T* d, T const* du, int* info) {
 template <class T>
 void ttrs(char const* trans, int const* n, int const* nrhs, T const* dl, T const* d, T const* du, T* b,
           int const* ldb, int* info) {
-  char const t = *trans & ~0x20;
-  *info = t != 'N' && t != 'T' && t != 'C' ? -1 : *n < 0 ? -2 : *nrhs < 0 ? -3 : *ldb < *n ? -8 : 0;
-  if (*info == 0) solve_all(t != 'N', *n, *nrhs, dl, d, du, b, *ldb);
+  Trans const t = orv::linalg::trans(*trans);
+  *info = t == Trans::bad ? -1 : *n < 0 ? -2 : *nrhs < 0 ? -3 : *ldb < *n ? -8 : 0;
+  if (*info == 0) solve_all(t == Trans::yes, *n, *nrhs, dl, d, du, b, *ldb);
 }
 
 template <class T>

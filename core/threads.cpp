@@ -1,0 +1,156 @@
+// A pool of threads behind the thread functions. Threads start when they are first wanted and sleep between
+// calls. The caller works too; a call from inside a chunk, or while another thread uses the pool, runs its
+// chunks on the caller alone, so that no call can wait for itself.
+#include "core/export.h"
+#include "orv/core.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <vector>
+#ifdef _WIN32
+#  include <windows.h>
+#endif
+
+namespace {
+
+using Callback = void (*)(int, int, int, void*);
+constexpr int max_threads = 256;
+thread_local bool inside_chunk = false;
+
+class Pool {
+ public:
+  void run(int chunks, int threads, void* context, Callback callback) {
+    std::unique_lock<std::mutex> use(in_use_, std::try_to_lock);
+    if (!use) return serial(chunks, context, callback);
+    {
+      std::lock_guard<std::mutex> lock(state_);
+      grow(threads - 1);
+      chunks_ = chunks;
+      context_ = context;
+      callback_ = callback;
+      next_.store(0, std::memory_order_relaxed);
+      seats_ = std::min(threads - 1, static_cast<int>(workers_.size()));
+      ++generation_;
+    }
+    wake_.notify_all();
+    work();
+    std::unique_lock<std::mutex> lock(state_);
+    seats_ = 0; // whoever did not wake up in time isn't needed any more
+    done_.wait(lock, [this] { return busy_ == 0; });
+  }
+
+  static void serial(int chunks, void* context, Callback callback) {
+    for (int c = 0; c < chunks; ++c) callback(c, 0, 0, context);
+  }
+
+  void stop() {
+    {
+      std::lock_guard<std::mutex> lock(state_);
+      stopping_ = true;
+    }
+    wake_.notify_all();
+    for (auto& worker : workers_) worker.join();
+    workers_.clear();
+  }
+
+ private:
+  void grow(int wanted) {
+    while (static_cast<int>(workers_.size()) < wanted) {
+      try {
+        workers_.emplace_back([this, seen = generation_] { loop(seen); });
+      } catch (...) {
+        return; // fewer threads do the same work
+      }
+    }
+  }
+
+  void loop(unsigned seen) {
+    std::unique_lock<std::mutex> lock(state_);
+    for (;;) {
+      wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
+      if (stopping_) return;
+      seen = generation_;
+      if (seats_ == 0) continue;
+      --seats_;
+      ++busy_;
+      lock.unlock();
+      work();
+      lock.lock();
+      if (--busy_ == 0) done_.notify_one();
+    }
+  }
+
+  void work() {
+    inside_chunk = true;
+    for (int c; (c = next_.fetch_add(1, std::memory_order_relaxed)) < chunks_;) callback_(c, 0, 0, context_);
+    inside_chunk = false;
+  }
+
+  std::mutex in_use_, state_;
+  std::condition_variable wake_, done_;
+  std::vector<std::thread> workers_;
+  std::atomic<int> next_{0};
+  int chunks_ = 0, seats_ = 0, busy_ = 0;
+  unsigned generation_ = 0;
+  bool stopping_ = false;
+  void* context_ = nullptr;
+  Callback callback_ = nullptr;
+};
+
+// Not a static object: threads that still sleep when a process ends must find it whole.
+Pool* the_pool() {
+  static Pool* pool = [] {
+#ifdef _WIN32
+    // Threads can't be waited for while a module detaches, so a module that has started some stays.
+    HMODULE self;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<const char*>(&orv_rnq_serv_threader_for), &self);
+#else
+    // Unloading the library takes its code from under the threads: they end first.
+    static struct Stop {
+      Pool* pool = nullptr;
+      ~Stop() {
+        if (pool) pool->stop();
+        delete pool;
+      }
+    } stop;
+    stop.pool = new (std::nothrow) Pool;
+    return stop.pool;
+#endif
+    return new (std::nothrow) Pool;
+  }();
+  return pool;
+}
+
+} // namespace
+
+ORV_CORE_EXPORT int orv_rnq_serv_threader_get_num_threads_limit(void) {
+  int limit = 0;
+  if (const char* wish = std::getenv("ORV_NUM_THREADS")) limit = std::atoi(wish);
+  if (limit < 1) limit = static_cast<int>(std::thread::hardware_concurrency());
+  return std::clamp(limit, 1, max_threads);
+}
+
+ORV_CORE_EXPORT void orv_rnq_serv_threader_for(int chunks, int, void* context, Callback callback) {
+  int const threads = std::min(chunks, inside_chunk ? 1 : orv_rnq_serv_threader_get_num_threads_limit());
+  Pool* pool = threads > 1 ? the_pool() : nullptr;
+  if (pool)
+    pool->run(chunks, threads, context, callback);
+  else
+    Pool::serial(chunks, context, callback);
+}
+
+ORV_CORE_EXPORT void* orv_serv_load_thread_fun(const char* name) {
+  if (!name) return nullptr;
+  if (!std::strcmp(name, "orv_rnq_serv_threader_get_num_threads_limit"))
+    return reinterpret_cast<void*>(&orv_rnq_serv_threader_get_num_threads_limit);
+  if (!std::strcmp(name, "orv_rnq_serv_threader_for"))
+    return reinterpret_cast<void*>(&orv_rnq_serv_threader_for);
+  return nullptr;
+}
