@@ -1,2 +1,0 @@
-#include "frame/export.h"
-ORV_EXPORT int dll_cpu_version(void) { return 9; }

@@ -1,0 +1,61 @@
+// Exp10: 10^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 128, the remainder in
+// decimal units.
+#include "kernels/exp/reduction.h"
+#include "kernels/loop/tables.h"
+
+namespace orv {
+namespace {
+
+using namespace exponential;
+
+template <class T, Level> struct Exp10;
+
+template <Level level> struct Exp10<float, level> {
+  using Operand = float;
+  using Result = float;
+  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr float shifter = 12582912.0f;
+  F eval(F x) const {
+    F const sum = simd::fma(x, F(425.206787109375f), F(shifter));
+    F const k = sum - F(shifter);
+    F const r = simd::fnma(k, F(-1.8713717508944683e-06f), simd::fnma(k, F(0.002353668212890625f), x));
+    auto const t = simd::lookup_pair(table_s128, simd::bits(sum) & Bits<float>(127));
+    F const q = r * simd::fma(r, F(2.650949716567993f), F(2.3025872707366943f));
+    F const p = t.hi + simd::fma(q, t.hi, t.lo);
+    return simd::from_bits(simd::bits(p) + (simd::shift_left<16>(simd::bits(sum)) & Bits<float>(0xFF800000)));
+  }
+  unsigned special(F x, F) const { return beyond(x, 37.929779052734375f); }
+  int repair(float x, float& r) const {
+    return exponential::repair(x, r, Limits<float>{38.53184127807617f, -45.15449905395508f}, false,
+                               [](float a, float& out) { return deliver(exp10_scaled(a), out); });
+  }
+};
+
+template <Level level> struct Exp10<double, level> {
+  using Operand = double;
+  using Result = double;
+  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr double shifter = 6896136929411072.0; // 1.5 * 2^52 + 2^47
+  D eval(D x) const {
+    D const sum = simd::fma(x, D(425.20679614558236), D(shifter));
+    D const k = sum - D(shifter);
+    D const r = simd::fnma(k, D(-1.487744411497209e-14), simd::fnma(k, D(0.0023517968411397305), x));
+    Bits<double> const index = simd::bits(sum) & Bits<double>(127);
+    auto const t = simd::lookup_pair(table_d128, index + index);
+    D const q = r * simd::horner(r, 2.302585092994046, 2.650949055239026, 2.0346785917911965,
+                                 1.1712555494866221, 0.5396424512945068);
+    D const p = t.hi + simd::fma(q, t.hi, t.lo);
+    return simd::from_bits(simd::bits(p) +
+                           (simd::shift_left<45>(simd::bits(sum)) & Bits<double>(0xFFF0000000000000)));
+  }
+  unsigned special(D x, D) const { return beyond_upper(x, 0x40733A70); }
+  int repair(double x, double& r) const {
+    return exponential::repair(x, r, Limits<double>{308.2547155599167, -323.60724533877976}, false,
+                               [](double a, double& out) { return deliver(exp10_scaled(a), out); });
+  }
+};
+
+} // namespace
+} // namespace orv
+
+ORV_KERNEL(Exp10, orv::Exp10);

@@ -1,0 +1,59 @@
+// Exp2: 2^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 64; the remainder is exact
+// and no multiplication is needed to split the argument.
+#include "kernels/exp/reduction.h"
+#include "kernels/loop/tables.h"
+
+namespace orv {
+namespace {
+
+using namespace exponential;
+
+template <class T, Level> struct Exp2;
+
+template <Level level> struct Exp2<float, level> {
+  using Operand = float;
+  using Result = float;
+  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr float shifter = 196608.0f; // 1.5 * 2^17
+  F eval(F x) const {
+    F const sum = x + F(shifter);
+    F const r = x - (sum - F(shifter));
+    auto const t = simd::lookup_pair(table_s64, simd::bits(sum) & Bits<float>(63));
+    F const q = r * simd::fma(r, F(0.24022668600082397f), F(0.693149745464325f));
+    F const p = t.hi + simd::fma(q, t.hi, t.lo);
+    return simd::from_bits(simd::bits(p) + (simd::shift_left<17>(simd::bits(sum)) & Bits<float>(0xFF800000)));
+  }
+  unsigned special(F x, F) const { return beyond(x, 126.0f); }
+  int repair(float x, float& r) const {
+    return exponential::repair(x, r, Limits<float>{128.0f, -150.0f}, true,
+                               [](float a, float& out) { return deliver(exp2_scaled(a), out); });
+  }
+};
+
+template <Level level> struct Exp2<double, level> {
+  using Operand = double;
+  using Result = double;
+  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr double shifter = 105553116266496.0; // 1.5 * 2^46
+  D eval(D x) const {
+    D const sum = x + D(shifter);
+    D const r = x - (sum - D(shifter));
+    Bits<double> const index = simd::bits(sum) & Bits<double>(63);
+    auto const t = simd::lookup_pair(table_d64, index + index);
+    D const q = r * simd::horner(r, 0.6931471805599453, 0.24022650695884967, 0.05550410866607508,
+                                 0.009618142269653759, 0.0013333417185814622);
+    D const p = t.hi + simd::fma(q, t.hi, t.lo);
+    return simd::from_bits(simd::bits(p) +
+                           (simd::shift_left<46>(simd::bits(sum)) & Bits<double>(0xFFF0000000000000)));
+  }
+  unsigned special(D x, D) const { return beyond_upper(x, 0x408FEFFF); }
+  int repair(double x, double& r) const {
+    return exponential::repair(x, r, Limits<double>{1024.0, -1075.0}, true,
+                               [](double a, double& out) { return deliver(exp2_scaled(a), out); });
+  }
+};
+
+} // namespace
+} // namespace orv
+
+ORV_KERNEL(Exp2, orv::Exp2);

@@ -1,0 +1,176 @@
+// The loop of every element-wise kernel: control state, blocks, masked tail, special lanes, reports.
+//
+// A kernel K is a small type with the mathematics only:
+//
+//   using Operand = float;                  element of the operands, real or complex
+//   using Result = float;                   element of the results
+//   static constexpr int operands, results; 1 or 2 each
+//   static constexpr int unroll;            vectors in a block
+//   eval(x [, y])                           all lanes, unconditionally; with two results a Pair
+//   special(x [, y], r)                     one bit for each lane that eval cannot answer   (if there are any)
+//   repair(x [, y], r [, r2]) -> status     the scalar answer for one lane                  (with special)
+//   settle(x, r, lanes) -> lanes            with errors switched off: answers lanes in the vector and
+//                                           returns those that are left                     (optional)
+//   fill                                    value in the unused lanes of a tail; 0.75       (optional)
+//
+// Elements are answered as if singly: nothing in eval depends on a neighbour. Within a block all loads come
+// before all stores, so results may overwrite their own operands.
+#pragma once
+#include "frame/control.h"
+#include "kernels/loop/operand.h"
+
+namespace orv::loop {
+
+template <class V> struct Pair {
+  V first, second;
+};
+
+template <class K> using OperandValue = typename Lanes<typename K::Operand>::Value;
+template <class K> using ResultValue = typename Lanes<typename K::Result>::Value;
+template <class K>
+using Answer = std::conditional_t<K::results == 2, Pair<ResultValue<K>>, ResultValue<K>>;
+
+template <class K>
+constexpr bool has_special = requires { &K::repair; };
+
+template <class K> constexpr auto tail_fill() {
+  if constexpr (requires { K::fill; })
+    return K::fill;
+  else
+    return static_cast<typename RealOf<typename K::Operand>::type>(0.75);
+}
+
+template <class K> struct Block {
+  OperandValue<K> a, b;
+  Answer<K> r;
+};
+
+template <class K> ORV_INLINE void evaluate(K const& k, Block<K>& block) {
+  if constexpr (K::operands == 2)
+    block.r = k.eval(block.a, block.b);
+  else
+    block.r = k.eval(block.a);
+}
+template <class K> ORV_INLINE unsigned special_lanes(K const& k, Block<K> const& block) {
+  if constexpr (!has_special<K>)
+    return 0;
+  else if constexpr (K::operands == 2)
+    return k.special(block.a, block.b, block.r);
+  else
+    return k.special(block.a, block.r);
+}
+
+// Answers the marked lanes in rising order and reports those in error. `i` is the index of lane 0.
+template <class K, class A, class B, class R1, class R2>
+[[gnu::noinline, gnu::cold]] void repair_lanes(K const& k, unsigned lanes, int i, Block<K>& block, A const& a,
+                                               B const& b, R1 const& r1, R2 const& r2, bool errors_off,
+                                               const char* name) {
+  if constexpr (requires { k.settle(block.a, block.r, lanes); })
+    if (errors_off) lanes = k.settle(block.a, block.r, lanes);
+  using Operand = typename K::Operand;
+  using Result = typename K::Result;
+  constexpr int count = Lanes<Operand>::count;
+  alignas(32) Operand la[count], lb[count];
+  alignas(32) Result lr1[count], lr2[count];
+  Lanes<Operand>::store(la, block.a);
+  if constexpr (K::operands == 2) Lanes<Operand>::store(lb, block.b);
+  if constexpr (K::results == 2) {
+    Lanes<Result>::store(lr1, block.r.first);
+    Lanes<Result>::store(lr2, block.r.second);
+  } else {
+    Lanes<Result>::store(lr1, block.r);
+  }
+  for (; lanes; lanes &= lanes - 1) {
+    int const lane = __builtin_ctz(lanes);
+    int status;
+    if constexpr (K::operands == 2)
+      status = k.repair(la[lane], lb[lane], lr1[lane]);
+    else if constexpr (K::results == 2)
+      status = k.repair(la[lane], lr1[lane], lr2[lane]);
+    else
+      status = k.repair(la[lane], lr1[lane]);
+    if (status == 0) continue;
+    Result& out1 = r1.at(i + lane);
+    Result& out2 = r2.at(i + lane);
+    if constexpr (K::results == 2) out2 = lr2[lane];
+    out1 = lr1[lane];
+    if constexpr (K::operands == 2)
+      report_error<Operand, Result>(status, i + lane, a.whole(), b.whole(), r1.whole(), r2.whole(), name);
+    else
+      report_error<Operand, Result>(status, i + lane, a.whole(), a.whole(), r1.whole(), r2.whole(), name);
+    lr1[lane] = out1;
+    if constexpr (K::results == 2) lr2[lane] = out2;
+  }
+  if constexpr (K::results == 2)
+    block.r = {Lanes<Result>::load(lr1), Lanes<Result>::load(lr2)};
+  else
+    block.r = Lanes<Result>::load(lr1);
+}
+
+// A block is copied for its repair, so that the common path keeps it in registers.
+template <class K, class A, class B, class R1, class R2>
+ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A const& a, B const& b, R1 const& r1,
+                       R2 const& r2, bool errors_off, const char* name) {
+  if constexpr (has_special<K>)
+    if (lanes) {
+      Block<K> copy = block;
+      repair_lanes(k, lanes, i, copy, a, b, r1, r2, errors_off, name);
+      block = copy;
+    }
+}
+
+// The whole call. One-operand kernels pass `a` as b as well, one-result kernels r1 as r2.
+template <class K, class A, class B, class R1, class R2>
+ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2, const char* name) {
+  constexpr int lanes = Lanes<typename K::Operand>::count;
+  constexpr int vectors = K::unroll;
+  bool const errors_off = control.errors_off();
+  int i = 0;
+  for (; n - i >= vectors * lanes; i += vectors * lanes) {
+    Block<K> block[vectors];
+    unsigned marked[vectors], any = 0;
+#pragma GCC unroll 4
+    for (int u = 0; u < vectors; ++u) {
+      block[u].a = a.load(i + u * lanes);
+      if constexpr (K::operands == 2) block[u].b = b.load(i + u * lanes);
+    }
+#pragma GCC unroll 4
+    for (int u = 0; u < vectors; ++u) {
+      evaluate(k, block[u]);
+      marked[u] = special_lanes(k, block[u]);
+      any |= marked[u];
+    }
+    if (any) [[unlikely]] {
+#pragma GCC unroll 4
+      for (int u = 0; u < vectors; ++u)
+        finish(k, i + u * lanes, block[u], marked[u], a, b, r1, r2, errors_off, name);
+    }
+#pragma GCC unroll 4
+    for (int u = 0; u < vectors; ++u) {
+      if constexpr (K::results == 2) {
+        r1.store(i + u * lanes, block[u].r.first);
+        r2.store(i + u * lanes, block[u].r.second);
+      } else {
+        r1.store(i + u * lanes, block[u].r);
+      }
+    }
+  }
+  for (; i < n; i += lanes) {
+    int const m = n - i < lanes ? n - i : lanes;
+    Block<K> block;
+    block.a = a.load_part(i, m, tail_fill<K>());
+    if constexpr (K::operands == 2) block.b = b.load_part(i, m, tail_fill<K>());
+    evaluate(k, block);
+    unsigned const marked = special_lanes(k, block) & ((1u << m) - 1);
+    if (marked) [[unlikely]]
+      finish(k, i, block, marked, a, b, r1, r2, errors_off, name);
+    if constexpr (K::results == 2) {
+      r1.store_part(i, m, block.r.first);
+      r2.store_part(i, m, block.r.second);
+    } else {
+      r1.store_part(i, m, block.r);
+    }
+  }
+}
+
+} // namespace orv::loop

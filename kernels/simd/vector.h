@@ -1,0 +1,206 @@
+// 256-bit vectors of one element type, with named operations and the element type as the only parameter,
+// so that single and double precision kernels are one template.
+//
+// Vec<T>   lanes of float or double
+// Bits<T>  integer lanes of the same width; compares give all ones or zero in a lane
+#pragma once
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <immintrin.h>
+#include <type_traits>
+
+#define ORV_INLINE [[gnu::always_inline]] inline
+
+namespace orv::simd {
+
+// The integer of a type's width.
+template <class T> using SignedOf = std::conditional_t<sizeof(T) == 4, int32_t, int64_t>;
+template <class T> using UnsignedOf = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+
+template <class T> struct Format; // of IEEE 754
+template <> struct Format<float> {
+  static constexpr int mantissa_bits = 23, bias = 127;
+  static constexpr float smallest_normal = 0x1p-126f, largest = 0x1.fffffep127f;
+};
+template <> struct Format<double> {
+  static constexpr int mantissa_bits = 52, bias = 1023;
+  static constexpr double smallest_normal = 0x1p-1022, largest = 0x1.fffffffffffffp1023;
+};
+template <class T> constexpr UnsignedOf<T> sign_mask = UnsignedOf<T>{1} << (8 * sizeof(T) - 1);
+template <class T> constexpr UnsignedOf<T> mantissa_mask = (UnsignedOf<T>{1} << Format<T>::mantissa_bits) - 1;
+template <class T> constexpr UnsignedOf<T> exponent_mask = ~(sign_mask<T> | mantissa_mask<T>);
+
+// ---- integer lanes ----
+template <class T> struct Bits {
+  __m256i v;
+  using Lane = SignedOf<T>;
+  static constexpr int lanes = 32 / static_cast<int>(sizeof(T));
+  Bits() = default;
+  ORV_INLINE Bits(__m256i x) : v(x) {}
+  template <class I>
+    requires std::is_integral_v<I>
+  ORV_INLINE Bits(I x) {
+    if constexpr (sizeof(T) == 4)
+      v = _mm256_set1_epi32(static_cast<int32_t>(x));
+    else
+      v = _mm256_set1_epi64x(static_cast<int64_t>(x));
+  }
+};
+
+template <class T> ORV_INLINE Bits<T> operator+(Bits<T> a, Bits<T> b) {
+  if constexpr (sizeof(T) == 4)
+    return _mm256_add_epi32(a.v, b.v);
+  else
+    return _mm256_add_epi64(a.v, b.v);
+}
+template <class T> ORV_INLINE Bits<T> operator-(Bits<T> a, Bits<T> b) {
+  if constexpr (sizeof(T) == 4)
+    return _mm256_sub_epi32(a.v, b.v);
+  else
+    return _mm256_sub_epi64(a.v, b.v);
+}
+template <class T> ORV_INLINE Bits<T> operator&(Bits<T> a, Bits<T> b) { return _mm256_and_si256(a.v, b.v); }
+template <class T> ORV_INLINE Bits<T> operator|(Bits<T> a, Bits<T> b) { return _mm256_or_si256(a.v, b.v); }
+template <class T> ORV_INLINE Bits<T> operator^(Bits<T> a, Bits<T> b) { return _mm256_xor_si256(a.v, b.v); }
+// b without the bits of a
+template <class T> ORV_INLINE Bits<T> andnot(Bits<T> a, Bits<T> b) { return _mm256_andnot_si256(a.v, b.v); }
+template <int n, class T> ORV_INLINE Bits<T> shift_left(Bits<T> a) {
+  if constexpr (sizeof(T) == 4)
+    return _mm256_slli_epi32(a.v, n);
+  else
+    return _mm256_slli_epi64(a.v, n);
+}
+template <int n, class T> ORV_INLINE Bits<T> shift_right(Bits<T> a) { // logical
+  if constexpr (sizeof(T) == 4)
+    return _mm256_srli_epi32(a.v, n);
+  else
+    return _mm256_srli_epi64(a.v, n);
+}
+ORV_INLINE Bits<float> shift_right_signed(Bits<float> a, int n) { return _mm256_srai_epi32(a.v, n); }
+template <class T> ORV_INLINE Bits<T> greater(Bits<T> a, Bits<T> b) { // signed
+  if constexpr (sizeof(T) == 4)
+    return _mm256_cmpgt_epi32(a.v, b.v);
+  else
+    return _mm256_cmpgt_epi64(a.v, b.v);
+}
+// Signed compare of the upper 32 bits of 64-bit lanes: cheaper than a compare of the whole. The result is
+// valid in the sign bit of each lane only.
+ORV_INLINE Bits<double> greater_upper(Bits<double> a, int32_t upper) {
+  return _mm256_cmpgt_epi32(a.v, _mm256_set1_epi32(upper));
+}
+template <class T> ORV_INLINE Bits<T> equal(Bits<T> a, Bits<T> b) {
+  if constexpr (sizeof(T) == 4)
+    return _mm256_cmpeq_epi32(a.v, b.v);
+  else
+    return _mm256_cmpeq_epi64(a.v, b.v);
+}
+
+// ---- floating-point lanes ----
+template <class T> struct Vec;
+template <> struct Vec<float> {
+  __m256 v;
+  using Lane = float;
+  static constexpr int lanes = 8;
+  Vec() = default;
+  ORV_INLINE Vec(__m256 x) : v(x) {}
+  ORV_INLINE Vec(float x) : v(_mm256_set1_ps(x)) {}
+};
+template <> struct Vec<double> {
+  __m256d v;
+  using Lane = double;
+  static constexpr int lanes = 4;
+  Vec() = default;
+  ORV_INLINE Vec(__m256d x) : v(x) {}
+  ORV_INLINE Vec(double x) : v(_mm256_set1_pd(x)) {}
+};
+using F = Vec<float>;
+using D = Vec<double>;
+
+ORV_INLINE F operator+(F a, F b) { return _mm256_add_ps(a.v, b.v); }
+ORV_INLINE D operator+(D a, D b) { return _mm256_add_pd(a.v, b.v); }
+ORV_INLINE F operator-(F a, F b) { return _mm256_sub_ps(a.v, b.v); }
+ORV_INLINE D operator-(D a, D b) { return _mm256_sub_pd(a.v, b.v); }
+ORV_INLINE F operator*(F a, F b) { return _mm256_mul_ps(a.v, b.v); }
+ORV_INLINE D operator*(D a, D b) { return _mm256_mul_pd(a.v, b.v); }
+ORV_INLINE F operator/(F a, F b) { return _mm256_div_ps(a.v, b.v); }
+ORV_INLINE D operator/(D a, D b) { return _mm256_div_pd(a.v, b.v); }
+// a * b + c, a * b - c, c - a * b, each rounded once
+ORV_INLINE F fma(F a, F b, F c) { return _mm256_fmadd_ps(a.v, b.v, c.v); }
+ORV_INLINE D fma(D a, D b, D c) { return _mm256_fmadd_pd(a.v, b.v, c.v); }
+ORV_INLINE F fms(F a, F b, F c) { return _mm256_fmsub_ps(a.v, b.v, c.v); }
+ORV_INLINE D fms(D a, D b, D c) { return _mm256_fmsub_pd(a.v, b.v, c.v); }
+ORV_INLINE F fnma(F a, F b, F c) { return _mm256_fnmadd_ps(a.v, b.v, c.v); }
+ORV_INLINE D fnma(D a, D b, D c) { return _mm256_fnmadd_pd(a.v, b.v, c.v); }
+ORV_INLINE F sqrt(F a) { return _mm256_sqrt_ps(a.v); }
+ORV_INLINE D sqrt(D a) { return _mm256_sqrt_pd(a.v); }
+// The hardware's rule: b where the operands are equal or one is NaN.
+ORV_INLINE F max(F a, F b) { return _mm256_max_ps(a.v, b.v); }
+ORV_INLINE D max(D a, D b) { return _mm256_max_pd(a.v, b.v); }
+ORV_INLINE F min(F a, F b) { return _mm256_min_ps(a.v, b.v); }
+ORV_INLINE D min(D a, D b) { return _mm256_min_pd(a.v, b.v); }
+// About 12 bits; the bits differ between makers of processors.
+ORV_INLINE F approximate_reciprocal(F a) { return _mm256_rcp_ps(a.v); }
+ORV_INLINE F approximate_rsqrt(F a) { return _mm256_rsqrt_ps(a.v); }
+
+// Zero that the compiler knows nothing about: x + 0 is computed.
+template <class T> ORV_INLINE Vec<T> launder_zero() {
+  Vec<T> zero(T(0));
+  __asm__("" : "+x"(zero.v));
+  return zero;
+}
+
+template <int mode> ORV_INLINE F round(F a) { return _mm256_round_ps(a.v, mode); }
+template <int mode> ORV_INLINE D round(D a) { return _mm256_round_pd(a.v, mode); }
+
+ORV_INLINE Bits<float> bits(F a) { return _mm256_castps_si256(a.v); }
+ORV_INLINE Bits<double> bits(D a) { return _mm256_castpd_si256(a.v); }
+ORV_INLINE F from_bits(Bits<float> a) { return _mm256_castsi256_ps(a.v); }
+ORV_INLINE D from_bits(Bits<double> a) { return _mm256_castsi256_pd(a.v); }
+
+template <class T> ORV_INLINE Vec<T> magnitude(Vec<T> a) { return from_bits(bits(a) & Bits<T>(~sign_mask<T>)); }
+template <class T> ORV_INLINE Vec<T> sign_of(Vec<T> a) { return from_bits(bits(a) & Bits<T>(sign_mask<T>)); }
+template <class T> ORV_INLINE Vec<T> operator|(Vec<T> a, Vec<T> b) { return from_bits(bits(a) | bits(b)); }
+template <class T> ORV_INLINE Vec<T> operator^(Vec<T> a, Vec<T> b) { return from_bits(bits(a) ^ bits(b)); }
+template <class T> ORV_INLINE Vec<T> operator&(Vec<T> a, Vec<T> b) { return from_bits(bits(a) & bits(b)); }
+
+// Compares: all ones where true. predicate is one of _CMP_...
+template <int predicate> ORV_INLINE F compare(F a, F b) { return _mm256_cmp_ps(a.v, b.v, predicate); }
+template <int predicate> ORV_INLINE D compare(D a, D b) { return _mm256_cmp_pd(a.v, b.v, predicate); }
+// b where the mask's sign bit is set, else a
+ORV_INLINE F blend(F a, F b, F mask) { return _mm256_blendv_ps(a.v, b.v, mask.v); }
+ORV_INLINE D blend(D a, D b, D mask) { return _mm256_blendv_pd(a.v, b.v, mask.v); }
+// One bit for each lane, from the sign bits.
+ORV_INLINE unsigned lane_mask(F a) { return static_cast<unsigned>(_mm256_movemask_ps(a.v)); }
+ORV_INLINE unsigned lane_mask(D a) { return static_cast<unsigned>(_mm256_movemask_pd(a.v)); }
+template <class T> ORV_INLINE unsigned lane_mask(Bits<T> a) { return lane_mask(from_bits(a)); }
+
+// ---- memory ----
+ORV_INLINE F load(const float* p) { return _mm256_loadu_ps(p); }
+ORV_INLINE D load(const double* p) { return _mm256_loadu_pd(p); }
+ORV_INLINE void store(float* p, F a) { _mm256_storeu_ps(p, a.v); }
+ORV_INLINE void store(double* p, D a) { _mm256_storeu_pd(p, a.v); }
+
+// Row m has its first m lanes set.
+alignas(32) inline constexpr int32_t first_lanes_window[16] = {-1, -1, -1, -1, -1, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
+template <class T> ORV_INLINE Bits<T> first_lanes(int m) {
+  const int32_t* row = first_lanes_window + 8 - m * static_cast<int>(sizeof(T) / 4);
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row));
+}
+ORV_INLINE F load_part(const float* p, Bits<float> which, F fill) {
+  return _mm256_blendv_ps(fill.v, _mm256_maskload_ps(p, which.v), _mm256_castsi256_ps(which.v));
+}
+ORV_INLINE D load_part(const double* p, Bits<double> which, D fill) {
+  return _mm256_blendv_pd(fill.v, _mm256_maskload_pd(p, which.v), _mm256_castsi256_pd(which.v));
+}
+ORV_INLINE void store_part(float* p, Bits<float> which, F a) { _mm256_maskstore_ps(p, which.v, a.v); }
+ORV_INLINE void store_part(double* p, Bits<double> which, D a) { _mm256_maskstore_pd(p, which.v, a.v); }
+
+// ---- polynomials ----
+// Horner's scheme, coefficients from the low degree up, each step fused.
+template <class V, class C> ORV_INLINE V horner(V, C last) { return V(last); }
+template <class V, class C, class... More> ORV_INLINE V horner(V x, C first, More... rest) {
+  return fma(x, horner(x, rest...), V(first));
+}
+
+} // namespace orv::simd
