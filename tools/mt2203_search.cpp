@@ -2,28 +2,29 @@
 // characteristic polynomial, and tempering masks that spread its output evenly.
 //
 //   g++ -std=c++20 -O2 -march=native tools/mt2203_search.cpp -o mt2203_search
-//   ./mt2203_search check                    tests the rows that are fixed beforehand and prints their defects
+//   ./mt2203_search check                    tests the rows that are fixed beforehand and prints their
+//   defects
 //   ./mt2203_search run FILE [MEMBERS]       appends members to FILE, going on where the file stops
 //   ./mt2203_search table FILE > streams/mt2203_params.inc
 //
-// The method is the dynamic creation of M. Matsumoto and T. Nishimura ("Dynamic Creation of Pseudorandom Number
-// Generators", 1998) with two changes for speed.
+// The method is the dynamic creation of M. Matsumoto and T. Nishimura ("Dynamic Creation of Pseudorandom
+// Number Generators", 1998) with two changes for speed.
 //
 // Irreducibility. With u = t^69 + t^34 and v = t^68 + t^33 the characteristic polynomial is
 //   v^5 u^27 + sum a_i v^(4-i) u^27 (i < 5) + sum a_i u^(31-i) (i >= 5),
 // which is affine in the bits a_i of the twist word. Candidates are the words 0x80000000 + c K in the field
-// GF(2)[x]/(x^31 + x^3 + 1) for c = 1, 2, ... below 2^26. The multiples of one small irreducible polynomial are
-// an affine subspace of them, so that all candidates with a factor of degree up to 21 are struck from a bitmap.
-// What is left is irreducible exactly if t^(2^2203) = t modulo the polynomial, since 2203 is a prime and there
-// are no linear factors; 2^2203 - 1 is a prime too, so every member has full period.
+// GF(2)[x]/(x^31 + x^3 + 1) for c = 1, 2, ... below 2^26. The multiples of one small irreducible polynomial
+// are an affine subspace of them, so that all candidates with a factor of degree up to 21 are struck from a
+// bitmap. What is left is irreducible exactly if t^(2^2203) = t modulo the polynomial, since 2203 is a prime
+// and there are no linear factors; 2^2203 - 1 is a prime too, so every member has full period.
 //
-// Tempering. The dimension of equidistribution to v bits is the length of the shortest vector of the lattice of
-// polynomial relations among the first v output bits (S. Tezuka; R. Couture and P. L'Ecuyer). All bits are known
-// multiples of one another in the field of the characteristic polynomial, the lattice grows by one bit at a time
-// and stays in weak Popov form, so one more bit costs some microseconds. Masks are chosen from the highest output
-// bit down by a beam search for the smallest sum of the defects. The goal is the worst of the fixed rows; a twist
-// word that does not reach it with the widest beam is dropped, as the next one costs less than a longer search.
-// The beams cap the work, not a clock, so that a run can be repeated exactly.
+// Tempering. The dimension of equidistribution to v bits is the length of the shortest vector of the lattice
+// of polynomial relations among the first v output bits (S. Tezuka; R. Couture and P. L'Ecuyer). All bits are
+// known multiples of one another in the field of the characteristic polynomial, the lattice grows by one bit
+// at a time and stays in weak Popov form, so one more bit costs some microseconds. Masks are chosen from the
+// highest output bit down by a beam search for the smallest sum of the defects. The goal is the worst of the
+// fixed rows; a twist word that does not reach it with the widest beam is dropped, as the next one costs less
+// than a longer search. The beams cap the work, not a clock, so that a run can be repeated exactly.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -74,7 +75,7 @@ void add_shifted(Poly& r, Poly const& p, int shift) {
 
 // Arithmetic modulo a polynomial of degree 2203 with a constant term, by Montgomery's method.
 class Modulus {
-public:
+ public:
   explicit Modulus(Poly const& p) : p_(p) {
     // Newton's iteration for 1/p modulo t^64: x <- x (2 - p x) is x^2 p over GF(2).
     inverse_ = 1;
@@ -125,7 +126,7 @@ public:
     return f == t;
   }
 
-private:
+ private:
   // z += x g, words of g in pairs so that the partial products need no carry between the two halves
   static void add_product(uint64_t* z, uint64_t x, Poly const& g) {
     __m128i a = _mm_cvtsi64_si128(x), carry = _mm_setzero_si128();
@@ -222,19 +223,20 @@ uint64_t mod_small(uint64_t z, uint64_t q, int d) {
 
 // All candidates without a factor of degree up to sieve_degree.
 class Sieve {
-public:
+ public:
   Sieve() : struck_((size_t{1} << candidate_bits) / 64) {
     std::vector<bool> composite(size_t{2} << sieve_degree);
     for (uint64_t q = 2; q < composite.size(); ++q) {
       if (composite[q]) continue;
       int d = 63 - __builtin_clzll(q);
-      for (uint64_t k = 2; 63 - __builtin_clzll(k) + d <= sieve_degree; ++k) composite[clmul_low(q, k)] = true;
+      for (uint64_t k = 2; 63 - __builtin_clzll(k) + d <= sieve_degree; ++k)
+        composite[clmul_low(q, k)] = true;
       strike(q, d);
     }
   }
   bool survives(uint32_t c) const { return !(struck_[c / 64] >> (c % 64) & 1); }
 
-private:
+ private:
   void strike(uint64_t q, int d) {
     auto mul = [&](uint64_t a, uint64_t b) { return mod_small(clmul_low(a, b), q, d); };
     auto power_of_t = [&](int e) {
@@ -309,9 +311,8 @@ struct Row {
     uint32_t const* s = other.at.data();
     for (int i = 0; i <= other.top; i += 8) {
       auto* out = reinterpret_cast<__m256i*>(r + i);
-      _mm256_storeu_si256(
-        out, _mm256_xor_si256(_mm256_loadu_si256(out),
-                              _mm256_loadu_si256(reinterpret_cast<__m256i const*>(s + i))));
+      _mm256_storeu_si256(out, _mm256_xor_si256(_mm256_loadu_si256(out),
+                                                _mm256_loadu_si256(reinterpret_cast<__m256i const*>(s + i))));
     }
     while (top >= 0 && !at[top]) --top;
   }
@@ -321,7 +322,7 @@ struct Row {
 // A lattice in weak Popov form: the row at place j has its leading place at j. Rows keep 16 words of zeros
 // behind their end, so that whole vectors can be added.
 class Lattice {
-public:
+ public:
   explicit Lattice(Poly const& p) : size_(1), row_(width) {
     row_[0] = Row(degree + 1);
     for (int i = 0; i <= degree; ++i) row_[0].at[i] = bit(p, i);
@@ -358,7 +359,7 @@ public:
     }
   }
 
-private:
+ private:
   int size_;
   std::vector<Row> row_;
 };
@@ -372,7 +373,7 @@ struct Random {
 };
 
 class Tempering {
-public:
+ public:
   explicit Tempering(uint32_t a) : p_(characteristic(a)), field_(p_) {
     // Bits of the state word as multiples of its lowest bit, from the recurrence read backwards.
     std::array<Poly, width> x{};
@@ -428,7 +429,7 @@ public:
     return best;
   }
 
-private:
+ private:
   static Row row(Poly f) {
     Row r(degree + 1);
     for (int i = 0; i < degree; ++i) r.at[i] = bit(f, i);

@@ -1,0 +1,252 @@
+/* Random number streams: the registry of basic generators, the stream object with its side blocks, and the
+ * arithmetic of jumps.
+ *
+ * A stream is created for a generator number and a seed, drawn from through the functions in the generator's
+ * row of the registry, and deleted:
+ *
+ *   RngStream* stream;
+ *   uint32_t seed[] = {1, 2, 3}, row, sub;
+ *   __rnqNewStreamEx(&stream, 0x800000, 3, seed);
+ *   const BrngProperties* table = __rnqGetBrngBaseOffset(stream->brng, &row, &sub);
+ *   table[row].generateDouble(stream, n, r, 0.0, 1.0);
+ *   __rnqDeleteStream(&stream);
+ *
+ * All functions that return int32_t return a status: 0 or more is success, negative is one of RnqErr... .
+ * A stream serves one thread at a time. Different streams may be used from different threads.
+ *
+ * Generators, with the number of the first (or only) member and the source of the method:
+ *
+ *   0x100000  MCG31M1       x <- 1132489760 x mod 2^31 - 1        P. L'Ecuyer, Math. Comp. 68 (1999)
+ *   0x200000  R250          x_k = x_(k-250) xor x_(k-147)         S. Kirkpatrick, E. Stoll, J. Comp. Phys. 40
+ * (1981) 0x300000  MRG32K3A      two recurrences of order 3            P. L'Ecuyer, Operations Research 47
+ * (1999) 0x400000  MCG59         x <- 13^13 x mod 2^59 0x500000  WH            sum of four congruences, 273
+ * sets     B. Wichmann, D. Hill; N. Maclaren (1989) 0x600000  Sobol         up to 40 dimensions, more by
+ * tables   I. Sobol; P. Bratley, B. Fox, ACM TOMS 14 (1988) 0x700000  Niederr       up to 318 dimensions,
+ * more by tables  P. Bratley, B. Fox, H. Niederreiter (1992) 0x800000  MT19937       Mersenne twister M.
+ * Matsumoto, T. Nishimura, ACM TOMACS 8 (1998) 0x900000  MT2203        6024 small Mersenne twisters M.
+ * Matsumoto, T. Nishimura, dynamic creation 0xA00000  iAbstract, 0xB00000 dAbstract, 0xC00000 sAbstract
+ * numbers from the caller 0xD00000  SFMT19937     128-bit Mersenne twister              M. Saito, M.
+ * Matsumoto, MCQMC 2006 0xE00000  TRNG          the processor's RDRAND 0xF00000  ARS5          five AES
+ * rounds on a counter          J. Salmon et al., SC 2011 0x1000000 PHILOX4X32X10 ten Philox rounds on a
+ * counter        J. Salmon et al., SC 2011
+ *
+ * A member of WH is 0x500000 + set, a member of MT2203 is 0x900000 + member. Numbers below 0x100000 are an
+ * older numbering: 0 MCG31M1, 1 R250, 2 MRG32K3A, 3 MCG59, 4 to 276 the sets of WH, 277 Sobol, 278 Niederr.
+ */
+#ifndef ORV_STREAMS_H
+#define ORV_STREAMS_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum RnqStatus {
+  RnqOk = 0,
+  RnqErrBadMethod = -2,              /* initStream called with a method outside 0 to 3 */
+  RnqErrBadArgument = -3,            /* null or inconsistent argument of an abstract stream; bad polynomial */
+  RnqErrNoMemory = -4,               /* allocation failed, or a chunk that must exist is missing */
+  RnqErrNullArgument = -5,           /* null function in a registration; abstract stream without a buffer */
+  RnqErrBadBrng = -1000,             /* generator number not usable */
+  RnqErrBrngTableFull = -1001,       /* registration: all rows are taken */
+  RnqErrNoLeapfrog = -1002,          /* no leapfrog, or its arguments are out of range */
+  RnqErrNoSkipAhead = -1003,         /* no skip-ahead, or the count cannot be honoured */
+  RnqErrNoSkipAheadEx = -1004,       /* no skip-ahead by a long count */
+  RnqErrBadStateSize = -1008,        /* registration: negative stateSize */
+  RnqErrBadWordSize = -1009,         /* registration: wordSize not 4, 8 or 16 */
+  RnqErrBadSeedCount = -1010,        /* registration: seedCount below 1 */
+  RnqErrBadBitCount = -1011,         /* registration: bitCount below 1 */
+  RnqErrQuasiPeriodExceeded = -1012, /* the request would run the point counter past 0xFFFFFFFF */
+  RnqErrLeapfrogStreams = -1013,     /* negative number of streams */
+  RnqErrFileClose = -1100,
+  RnqErrFileOpen = -1101,
+  RnqErrFileWrite = -1102,
+  RnqErrFileRead = -1103,
+  RnqErrBadFileFormat = -1110,     /* header of a file not acceptable */
+  RnqErrAbstractCallback = -1120,  /* callback returned a negative count or more than the room it had */
+  RnqErrAbstractNoData = -1121,    /* callback returned 0 */
+  RnqErrAbstractWrongType = -1122, /* abstract stream read as another type */
+  RnqErrNoRdrand = -1130,          /* processor without RDRAND */
+  RnqErrRdrandFailed = -1131,      /* RDRAND kept failing */
+  RnqErrNoAes = -1140,             /* processor without AES instructions */
+  RnqErrBadMemoryFormat = -1200,   /* header of a memory image not acceptable */
+  RnqErrRoEntryNotFound = -3000,   /* shared table: no such entry */
+  RnqErrRoTableFull = -3001        /* shared table: all 128 entries in use */
+};
+
+/* A side block of a stream. */
+typedef struct RngChunk {
+  uint32_t id;
+  uint32_t size; /* bytes of data */
+  void* data;
+  struct RngChunk* next;
+#ifdef __cplusplus
+  alignas(8) uint64_t key[2]; /* zero, or names the entry of the shared table that data belongs to */
+#else
+  _Alignas(8) uint64_t key[2];
+#endif
+} RngChunk;
+
+/* The head of a stream; the generator's state follows right behind it. */
+typedef struct RngStream {
+  int32_t brng; /* generator number as given at creation */
+  uint8_t stamp0, stamp1;
+  uint16_t stamp2;
+#ifdef __cplusplus
+  union {
+    RngChunk* chunks; /* newest first */
+    alignas(8) uint64_t chunksSlot;
+  };
+#else
+  union {
+    RngChunk* chunks;
+    _Alignas(8) uint64_t chunksSlot;
+  };
+#endif
+} RngStream;
+
+/* Operations of a generator. `method` is 0 to seed with n 32-bit words at params; 1 to leapfrog over n
+ * streams with the index of this one at params (u32); 2 to skip the u64 at params (n is 2); 3 to skip a count
+ * of n u64 words, least significant first. */
+typedef int32_t (*RngInitStream)(int32_t method, RngStream* stream, int32_t n, const void* params);
+/* Draw n elements. Reals are spread over (a, b); rounding may give a or b themselves. Integer output has
+ * elements of wordSize bytes. n of 0 or less draws nothing. */
+typedef int32_t (*RngGenerateSingle)(RngStream* stream, int32_t n, float* r, float a, float b);
+typedef int32_t (*RngGenerateDouble)(RngStream* stream, int32_t n, double* r, double a, double b);
+typedef int32_t (*RngGenerateInteger)(RngStream* stream, int32_t n, void* r);
+
+typedef struct BrngProperties {
+  int32_t stateSize;    /* bytes of a whole stream, its head of 16 bytes included */
+  int32_t seedCount;    /* restorable part of the state, in units of wordSize */
+  int32_t zeroPossible; /* whether 0 can come out, for information */
+  int32_t wordSize;     /* bytes of an element of integer output: 4, 8 or 16 */
+  int32_t bitCount;     /* significant bits of a word */
+  RngInitStream initStream;
+  RngGenerateSingle generateSingle;
+  RngGenerateDouble generateDouble;
+  RngGenerateInteger generateInteger;
+} BrngProperties;
+
+/* ---- registry ---- */
+
+extern BrngProperties __RegBrngsNew[512];    /* row i is number (i + 1) << 20 */
+extern const BrngProperties __RegBrngs[281]; /* the older numbering */
+
+/* Finds the table, the row and the sub-stream of a generator number; does not check that they exist. */
+const BrngProperties* __rnqGetBrngBaseOffset(int32_t number, uint32_t* index, uint32_t* sub);
+int32_t __rnqIsBrngValid(const BrngProperties* table, uint32_t index, uint32_t sub);
+int32_t __rnqGetBrngProperties(int32_t number, BrngProperties* properties);
+int32_t __rnqGetNumRegBrngs(void);
+/* Adds a generator; returns its number, or a negative status. Not to be run beside itself or a creation. */
+int32_t __rnqRegisterBrng(const BrngProperties* properties);
+
+/* ---- streams ---- */
+
+/* Creates and seeds. If seeding fails the stream stays in *stream and the caller deletes it. */
+int32_t __rnqNewStreamEx(RngStream** stream, int32_t brng, int32_t n, const uint32_t* params);
+/* The raw creation step: checks, allocates and fills the head, but doesn't seed. */
+int32_t __rnqAllocateStream(RngStream** stream, const BrngProperties* table, int32_t brng, uint32_t index,
+                            uint32_t sub);
+int32_t __rnqCopyStream(RngStream** newStream, const RngStream* source);
+/* Moves state and chunks into an existing stream of the same generator. */
+int32_t __rnqCopyStreamState(RngStream* destination, const RngStream* source);
+int32_t __rnqDeleteStream(RngStream** stream); /* stores null */
+/* Makes this stream number k of nstreams that share the sequence in turn. */
+int32_t __rnqLeapfrogStream(RngStream* stream, int32_t k, int32_t nstreams);
+int32_t __rnqSkipAheadStream(RngStream* stream, uint64_t nskip);
+int32_t __rnqSkipAheadStreamEx(RngStream* stream, int32_t n, const uint64_t* nskip);
+int32_t __rnqGetStreamStateBrng(const RngStream* stream);
+
+/* ---- chunks ---- */
+
+/* Takes over `data`, unless it fails. `key` may be null. If the shared table knows the key, its block is used
+ * and `data` released. */
+int32_t __rnqAddChunk(RngStream* stream, uint32_t id, const uint64_t* key, void* data, uint32_t size);
+void* __rnqSearchChunk(const RngStream* stream, uint32_t id);
+int32_t __rnqGetNumChunks(const RngStream* stream);
+void __rnqDeleteChunksById(RngStream* stream, uint32_t id);
+void __rnqDeleteChunks(RngStream* stream);
+int32_t __rnqCopyChunks(RngStream* destination, const RngStream* source);
+
+/* ---- the shared table of read-only blocks ---- */
+
+typedef struct GlobRODataEntry {
+#ifdef __cplusplus
+  alignas(8) uint64_t key[2];
+#else
+  _Alignas(8) uint64_t key[2];
+#endif
+  uint32_t refCount;
+  void* data;
+} GlobRODataEntry;
+
+int32_t __rnqFindGlobRODataTableEntry(GlobRODataEntry** entry, const uint64_t* key);
+int32_t __rnqCreateGlobRODataTableEntry(GlobRODataEntry** entry, const uint64_t* key, void* data);
+int32_t __rnqRegisterGlobRODataReference(RngChunk* chunk, const uint64_t* key);
+int32_t __rnqUnregisterGlobRODataReference(const uint64_t* key);
+void __rnqGenerateNewGlobalRODataTableEntryId(uint64_t* key, intptr_t salt);
+
+/* ---- arithmetic of jumps ---- */
+
+/* a^c modulo m, 2^31 - 1, 2^59; the exponent as two words, low one first. */
+uint32_t __rnqiPowMod(uint32_t a, uint32_t cLow, uint32_t cHigh, uint32_t m);
+uint32_t __rnqiPowMod2P31M1(uint32_t a, uint32_t cLow, uint32_t cHigh);
+uint64_t __rnqiPowMod2P59(uint32_t aLow, uint32_t aHigh, uint32_t cLow, uint32_t cHigh);
+
+/* v becomes A^c v modulo m, A having the rows (0 1 0), (0 0 1), (row[2] row[1] row[0]). */
+void __rnqiVect3PowMod(uint32_t* v, const uint32_t* row, uint32_t m, uint32_t cLow, uint32_t cHigh);
+/* The same with a count of n u64 words, least significant first. */
+int32_t __rnqiVect3PowArrayMod(uint32_t* v, const uint32_t* row, uint32_t m, int32_t n,
+                               const uint64_t* count);
+/* The same modulo 2^32 - 209 and 2^32 - 22853 through a table of the powers A^(2^k), 9 words each, k up to
+ * 192. */
+int32_t __rnqiVect3PowArrayMod_M1(uint32_t* v, int32_t n, const uint64_t* count, const uint32_t* table);
+int32_t __rnqiVect3PowArrayMod_M2(uint32_t* v, int32_t n, const uint64_t* count, const uint32_t* table);
+
+/* result becomes t^n modulo the polynomial over GF(2) with the given exponents, the degree among them; bit i
+ * of the result stands in bit i % 32 of word i / 32. */
+int32_t __rnqPolyRem(uint64_t n, uint64_t degree, int32_t termCount, const int32_t* exponents,
+                     int32_t wordCount, uint32_t* result);
+
+/* What a generator that is linear over GF(2) supplies for a jump; an image is a block of the stream's size.
+ */
+typedef void (*RngJumpZero)(void* image);
+typedef void (*RngJumpAdd)(void* destination, const void* source);
+typedef void (*RngJumpCopy)(void* destination, const void* source);
+typedef void (*RngJumpStep)(void* image);
+typedef void (*RngJumpFinish)(RngStream* stream, const void* image, int32_t remainder);
+typedef int32_t (*RngJumpPrepare)(RngStream* stream, uint64_t* count, int32_t* remainder);
+
+/* Both apply t^count modulo the polynomial to the stream, one with a polynomial of one or few terms, the
+ * other with a window of 8 terms at a time. A failure leaves the stream as it was. */
+int32_t __rnq_SkipAheadHorner(RngStream* stream, RngJumpZero zero, RngJumpAdd add, RngJumpCopy copy,
+                              RngJumpStep step, RngJumpFinish finish, RngJumpPrepare prepare, uint64_t count,
+                              int32_t words, int32_t degree, int32_t imageBytes, int32_t termCount,
+                              const int32_t* exponents);
+int32_t __rnq_SkipAheadSWin(RngStream* stream, RngJumpZero zero, RngJumpAdd add, RngJumpCopy copy,
+                            RngJumpStep step, RngJumpFinish finish, RngJumpPrepare prepare, uint64_t count,
+                            int32_t words, int32_t degree, int32_t imageBytes, int32_t termCount,
+                            const int32_t* exponents);
+
+/* ---- generators: the functions in the rows of the registry ---- */
+
+#define ORV_DECLARE_BRNG(name)                                                                               \
+  int32_t __rnqBRng##name##InitStream(int32_t method, RngStream* stream, int32_t n, const void* params);     \
+  int32_t __rnqsBRng##name(RngStream* stream, int32_t n, float* r, float a, float b);                        \
+  int32_t __rnqdBRng##name(RngStream* stream, int32_t n, double* r, double a, double b);                     \
+  int32_t __rnqiBRng##name(RngStream* stream, int32_t n, void* r);
+
+ORV_DECLARE_BRNG(MCG31M1)
+ORV_DECLARE_BRNG(R250)
+ORV_DECLARE_BRNG(MRG32K3A)
+ORV_DECLARE_BRNG(MCG59)
+ORV_DECLARE_BRNG(WH)
+ORV_DECLARE_BRNG(MT19937)
+ORV_DECLARE_BRNG(MT2203)
+ORV_DECLARE_BRNG(SFMT19937)
+
+#ifdef __cplusplus
+}
+#endif
+#endif
