@@ -1,0 +1,430 @@
+/* Summary statistics: a task that points at a data set and its results, and entries that compute.
+ *
+ * A task holds addresses only: arrays and integers are the caller's, are read anew at each call, and must
+ * stay valid until the last one. Reals are double in the `d` family and float in the `s` family; integers are
+ * 32 bits, or 64 if the task was made with `wideIntegers` other than 0. A task serves one thread at a time.
+ *
+ * Data come in blocks of any size: point `data`, `weights` and `observations` at the next block and compute
+ * again. What is carried from call to call stands in the caller's result arrays and in `accumWeights`, whose
+ * first element is 0 before the first block.
+ */
+#ifndef ORV_STATISTICS_H
+#define ORV_STATISTICS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Layout of a data set of p variables and n observations. */
+enum {
+  SSStorageRows = 0x10000, /* a variable is contiguous: (variable j, observation i) at j n + i */
+  SSStorageCols = 0x20000  /* an observation is contiguous: at i p + j */
+};
+
+/* Layout of a symmetric p by p matrix. */
+enum {
+  SSMatrixFull = 0,
+  SSMatrixLowerPacked = 1, /* (0,0), (1,0), (1,1), (2,0), ... */
+  SSMatrixUpperPacked = 2  /* (0,0), (0,1), ..., (0,p-1), (1,1), ... */
+};
+
+/* Estimates: bits of a 64-bit word. */
+#define SSMean UINT64_C(0x1)
+#define SSRawMoment2 UINT64_C(0x2)
+#define SSRawMoment3 UINT64_C(0x4)
+#define SSRawMoment4 UINT64_C(0x8)
+#define SSCentralMoment2 UINT64_C(0x10)
+#define SSCentralMoment3 UINT64_C(0x20)
+#define SSCentralMoment4 UINT64_C(0x40)
+#define SSKurtosis UINT64_C(0x80)
+#define SSSkewness UINT64_C(0x100)
+#define SSVariation UINT64_C(0x200)
+#define SSMinimum UINT64_C(0x400)
+#define SSMaximum UINT64_C(0x800)
+#define SSCovariance UINT64_C(0x1000)
+#define SSCorrelation UINT64_C(0x2000)
+#define SSPooledCovariance UINT64_C(0x4000)
+#define SSGroupCovariance UINT64_C(0x8000)
+#define SSQuantiles UINT64_C(0x10000)
+#define SSOrderStatistics UINT64_C(0x20000)
+#define SSPartialCovariance UINT64_C(0x100000)
+#define SSPartialCorrelation UINT64_C(0x200000)
+#define SSSum UINT64_C(0x2000000)
+#define SSRawSum2 UINT64_C(0x4000000)
+#define SSRawSum3 UINT64_C(0x8000000)
+#define SSRawSum4 UINT64_C(0x10000000)
+#define SSCentralSum2 UINT64_C(0x20000000)
+#define SSCentralSum3 UINT64_C(0x40000000)
+#define SSCentralSum4 UINT64_C(0x80000000)
+#define SSCrossProduct UINT64_C(0x100000000)
+#define SSMedianAbsDeviation UINT64_C(0x200000000)
+#define SSMeanAbsDeviation UINT64_C(0x400000000)
+#define SSPooledMean UINT64_C(0x800000000)
+#define SSGroupMeans UINT64_C(0x1000000000)
+
+/* Methods: bits of a 64-bit word. */
+#define SSMethodFast UINT64_C(0x1)
+#define SSMethodOnePass UINT64_C(0x2)
+#define SSMethodCorParametrize UINT64_C(0x4)
+#define SSMethodRobust UINT64_C(0x8)
+#define SSMethodMultipleImpute UINT64_C(0x10)
+#define SSMethodOutlierSearch UINT64_C(0x20)
+#define SSMethodStreamReport UINT64_C(0x40)
+#define SSMethodStreamUpdate UINT64_C(0x80)
+#define SSMethodFastUserMean UINT64_C(0x100)
+#define SSMethodFromSums UINT64_C(0x200)
+#define SSMethodFromSumsB UINT64_C(0x400)
+#define SSMethodSort UINT64_C(0x100000)
+
+/* Statuses: 0 is success. */
+enum {
+  SSUnknownParameter = -3,
+  SSOutOfMemory = -4000,
+  SSBadDimension = -4001,
+  SSBadObservations = -4002,
+  SSBadStorage = -4003,
+  SSBadIndices = -4004,
+  SSNullWeights = -4005,
+  SSNullMean = -4006,
+  SSNullRawMoment2 = -4007,
+  SSNullRawMoment3 = -4008,
+  SSNullRawMoment4 = -4009,
+  SSNullCentralMoment2 = -4010,
+  SSNullCentralMoment3 = -4011,
+  SSNullCentralMoment4 = -4012,
+  SSNullKurtosis = -4013,
+  SSNullSkewness = -4014,
+  SSNullMinimum = -4015,
+  SSNullMaximum = -4016,
+  SSNullVariation = -4017,
+  SSNullCov = -4018,
+  SSNullCor = -4019,
+  SSNullAccumWeights = -4020,
+  SSNullQuantileOrders = -4021,
+  SSBadQuantileOrders = -4022, /* the count or an order */
+  SSNullQuantiles = -4023,
+  SSNullOrderStats = -4024,
+  SSTooFewCleanData = -4026,
+  SSNullRobustCov = -4027,
+  SSNullRobustMean = -4028,
+  SSMethodNotSupported = -4029,
+  SSBadGroupIndices = -4030,
+  SSNullTask = -4031,
+  SSNullData = -4032,
+  SSBadMatrix = -4033,
+  SSNullPooledCov = -4034,
+  SSNullPooledMean = -4035,
+  SSNullGroupCov = -4036,
+  SSNullGroupMeans = -4037,
+  SSNullGroupIndices = -4038,
+  SSNullOutlierParams = -4039,
+  SSNullOutlierParamCount = -4040,
+  SSNullOutlierWeights = -4041,
+  SSNullRobustParams = -4042,
+  SSNullRobustParamCount = -4043,
+  SSNullStorage = -4044,
+  SSNullPartialCovIndices = -4045,
+  SSNullPartialCov = -4046,
+  SSNullPartialCor = -4047,
+  SSNullParamCor = -4071,
+  SSEigenvaluesAtFloor = -4072,
+  SSBadPartialCovIndices = -4073,
+  SSNullSum = -4074,
+  SSNullRawSum2 = -4075,
+  SSNullRawSum3 = -4076,
+  SSNullRawSum4 = -4077,
+  SSNullCentralSum2 = -4078,
+  SSNullCentralSum3 = -4079,
+  SSNullCentralSum4 = -4080,
+  SSNullCrossProduct = -4081,
+  SSNullMedianAbsDeviation = -4082,
+  SSNullMeanAbsDeviation = -4083,
+  SSNullSortedData = -4084,
+  SSSortInPlaceWithIndices = -4085
+};
+
+/* Parameter codes of the edit operations, each for the field of the task of the same name. */
+enum {
+  SSParamDimension = 1,
+  SSParamObservations = 2,
+  SSParamData = 3,
+  SSParamDataStorage = 4,
+  SSParamIndices = 5,
+  SSParamWeights = 6,
+  SSParamMean = 7,
+  SSParamRawMoment2 = 8,
+  SSParamRawMoment3 = 9,
+  SSParamRawMoment4 = 10,
+  SSParamCentralMoment2 = 11,
+  SSParamCentralMoment3 = 12,
+  SSParamCentralMoment4 = 13,
+  SSParamKurtosis = 14,
+  SSParamSkewness = 15,
+  SSParamMinimum = 16,
+  SSParamMaximum = 17,
+  SSParamVariation = 18,
+  SSParamCov = 19,
+  SSParamCovStorage = 20,
+  SSParamCor = 21,
+  SSParamCorStorage = 22,
+  SSParamAccumWeights = 23,
+  SSParamQuantileOrderCount = 24,
+  SSParamQuantileOrders = 25,
+  SSParamQuantiles = 26,
+  SSParamOrderStats = 27,
+  SSParamPooledGroupIndices = 28,
+  SSParamPooledCovStorage = 29,
+  SSParamPooledMean = 30,
+  SSParamPooledCov = 31,
+  SSParamGroupIndices = 32,
+  SSParamGroupMeans = 33,
+  SSParamGroupCovStorage = 34,
+  SSParamGroupCov = 35,
+  SSParamRobustCovStorage = 36,
+  SSParamRobustParamCount = 37,
+  SSParamRobustParams = 38,
+  SSParamRobustMean = 39,
+  SSParamRobustCov = 40,
+  SSParamOutlierParamCount = 41,
+  SSParamOutlierParams = 42,
+  SSParamOutlierWeights = 43,
+  SSParamOrderStatsStorage = 44,
+  SSParamPartialCovIndices = 45,
+  SSParamPartialCov = 46,
+  SSParamPartialCovStorage = 47,
+  SSParamPartialCor = 48,
+  SSParamPartialCorStorage = 49,
+  SSParamMissingParamCount = 50,
+  SSParamMissingParams = 51,
+  SSParamMissingInitCount = 52,
+  SSParamMissingInitEstimates = 53,
+  SSParamMissingSimulatedCount = 54,
+  SSParamMissingSimulated = 55,
+  SSParamMissingEstimatesCount = 56,
+  SSParamMissingEstimates = 57,
+  SSParamMissingPriorCount = 58,
+  SSParamMissingPriors = 59,
+  SSParamParamCor = 60,
+  SSParamParamCorStorage = 61,
+  SSParamStreamQuantileParamCount = 62,
+  SSParamStreamQuantileParams = 63,
+  SSParamStreamQuantileOrderCount = 64,
+  SSParamStreamQuantileOrders = 65,
+  SSParamStreamQuantiles = 66,
+  SSParamSum = 67,
+  SSParamRawSum2 = 68,
+  SSParamRawSum3 = 69,
+  SSParamRawSum4 = 70,
+  SSParamCentralSum2 = 71,
+  SSParamCentralSum3 = 72,
+  SSParamCentralSum4 = 73,
+  SSParamCrossProduct = 74,
+  SSParamCrossProductStorage = 75,
+  SSParamMedianAbsDeviation = 76,
+  SSParamMeanAbsDeviation = 77,
+  SSParamSortedData = 78,
+  SSParamSortedDataStorage = 79
+};
+
+/* The task. Made by __rnqdSSNewTask or __rnqsSSNewTask; a copy on the stack is as good for internal use. */
+typedef struct SSTask {
+  intptr_t wideIntegers;    /* 0: integers are 32 bits, other: 64 bits */
+  intptr_t taskKind;        /* 2 */
+  intptr_t isDouble;        /* 1: reals are double, 0: float */
+  const void* dimension;    /* number of variables p */
+  const void* observations; /* number of observations n in this block */
+  const void* indices;      /* p flags, 0 leaves the variable out; null: all */
+  void* data;               /* observations */
+  void* weights;            /* n weights; null: all 1 */
+  void* accumWeights;       /* 2 reals: sum of weights so far, sum of their squares */
+  const void* dataStorage;  /* SSStorageRows or SSStorageCols */
+  void* paramCor;
+  const void* paramCorStorage;
+  void* mean;
+  void* rawMoment2;
+  void* rawMoment3;
+  void* rawMoment4;
+  void* centralMoment2;
+  void* centralMoment3;
+  void* centralMoment4;
+  void* sum;
+  void* rawSum2;
+  void* rawSum3;
+  void* rawSum4;
+  void* centralSum2;
+  void* centralSum3;
+  void* centralSum4;
+  void* kurtosis;
+  void* skewness;
+  void* variation;
+  void* minimum;
+  void* maximum;
+  const void* covStorage;
+  void* cov;
+  const void* corStorage;
+  void* cor;
+  const void* crossProductStorage;
+  void* crossProduct;
+  const void* pooledGroupIndices;
+  const void* groupIndices;
+  void* groupMeans;
+  void* groupCov;
+  const void* groupCovStorage;
+  void* pooledMean;
+  void* pooledCov;
+  const void* pooledCovStorage;
+  const void* quantileOrderCount;
+  void* quantileOrders;
+  void* quantiles;
+  void* orderStats;
+  const void* orderStatsStorage;
+  const void* streamQuantileOrderCount;
+  void* streamQuantileOrders;
+  void* streamQuantiles;
+  void* streamQuantileState; /* owned */
+  const void* streamQuantileParamCount;
+  void* streamQuantileParams;
+  void* meanAbsDeviation;
+  void* medianAbsDeviation;
+  const void* robustParamCount;
+  void* robustParams;
+  void* robustMean;
+  void* robustCov;
+  const void* robustCovStorage;
+  const void* outlierParamCount;
+  void* outlierParams;
+  void* outlierWeights;
+  const void* partialCovIndices;
+  void* partialCov;
+  const void* partialCovStorage;
+  void* partialCor;
+  const void* partialCorStorage;
+  const void* missingParamCount;
+  void* missingParams;
+  const void* missingInitCount;
+  void* missingInitEstimates;
+  const void* missingPriorCount;
+  void* missingPriors;
+  const void* missingSimulatedCount;
+  void* missingSimulated;
+  const void* missingEstimatesCount;
+  void* missingEstimates;
+  const void* mahFirstRow; /* first row of data for the distance, set by internal callers only */
+  const void* mahLastRow;
+  void* mahMean;
+  void* mahInvCov;
+  void* mahDistances;
+  void* mahBlock;
+  const void* mahBlockSize;
+  intptr_t cleanupCount;                       /* entries used in cleanupList */
+  void (*cleanupList[8])(struct SSTask* task); /* each called with the task when it is deleted */
+  void* sortedData;
+  const void* sortedDataStorage;
+  void* savedMean; /* owned: p means of the last block of the user-mean method */
+} SSTask;
+
+/* Threads, given to every compute entry. Each function returns when all work is done; with one thread it
+ * works on the caller's. A thread count of 0 leaves the choice to the service. A record address of null
+ * stands for one thread. */
+typedef void (*SSWorker)(intptr_t first, intptr_t second, intptr_t threads, void* context);
+typedef struct SSThreadServices {
+  /* worker(item index, thread index, unread, context) for each item */
+  void (*parallelFor)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
+  /* worker(item index, thread index, thread count, context); it may call `serialized` */
+  void (*parallelForChunks)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
+  /* worker(thread index, unread, thread count, context) once on each of `threads` threads */
+  void (*parallelRegion)(intptr_t threads, void* context, SSWorker worker);
+  /* function(item index, thread index, thread count, context), one at a time */
+  void (*serialized)(intptr_t item, intptr_t thread, intptr_t threads, void* context, SSWorker function);
+  /* threads that may be used */
+  int32_t (*maxThreads)(void);
+} SSThreadServices;
+
+/* Creates a task. `dimension` (value above 0) is needed; `data` may be null and come by an edit, and then
+ * `observations` and `dataStorage` aren't looked at. Frees nothing of the caller's. On failure *task is null
+ * if it was for want of memory, and untouched otherwise.
+ * -4001 dimension, -4044 dataStorage null, -4002 observations, -4003 storage value, -4000 memory. */
+#define ORV_SS_NEW_TASK(t)                                                                                   \
+  int32_t __rnq##t##SSNewTask(SSTask** task, const void* dimension, const void* observations,                \
+                              const void* dataStorage, void* data, void* weights, const void* indices,       \
+                              intptr_t wideIntegers);                                                        \
+  int32_t __rnq##t##SSEditTask(SSTask* task, int64_t code, void* value);
+ORV_SS_NEW_TASK(d)
+ORV_SS_NEW_TASK(s)
+#undef ORV_SS_NEW_TASK
+
+/* Frees what the task owns, runs its cleanup list and writes null to the handle. -4031: null address. A
+ * handle that is null already is left alone. */
+int32_t __rnqSSDeleteTask(SSTask** task);
+
+/* Sets the field of a code: __rnqiSSEditTask for integers and arrays of them, __rnqdSSEditTask and
+ * __rnqsSSEditTask for all others. -4031 null task, -3 code unknown or of the other form, the field's own
+ * status for a null value. */
+int32_t __rnqiSSEditTask(SSTask* task, int64_t code, const void* value);
+
+/* Edits of several fields, named in the argument list. A null argument leaves its field as it is. */
+#define ORV_SS_EDITS(t)                                                                                      \
+  int32_t __rnq##t##SSEditMoments(SSTask* task, void* mean, void* rawMoment2, void* rawMoment3,              \
+                                  void* rawMoment4, void* centralMoment2, void* centralMoment3,              \
+                                  void* centralMoment4);                                                     \
+  int32_t __rnq##t##SSEditSums(SSTask* task, void* sum, void* rawSum2, void* rawSum3, void* rawSum4,         \
+                               void* centralSum2, void* centralSum3, void* centralSum4);                     \
+  int32_t __rnq##t##SSEditCovCor(SSTask* task, void* mean, void* cov, const void* covStorage, void* cor,     \
+                                 const void* corStorage);                                                    \
+  int32_t __rnq##t##SSEditCP(SSTask* task, void* mean, void* sum, void* crossProduct,                        \
+                             const void* crossProductStorage);                                               \
+  int32_t __rnq##t##SSEditPartialCovCor(SSTask* task, const void* partialCovIndices, void* cov,              \
+                                        const void* covStorage, void* cor, const void* corStorage,           \
+                                        void* partialCov, const void* partialCovStorage, void* partialCor,   \
+                                        const void* partialCorStorage);                                      \
+  int32_t __rnq##t##SSEditQuantiles(SSTask* task, const void* quantileOrderCount, void* quantileOrders,      \
+                                    void* quantiles, void* orderStats, const void* orderStatsStorage);       \
+  int32_t __rnq##t##SSEditStreamQuantiles(SSTask* task, const void* streamQuantileOrderCount,                \
+                                          void* streamQuantileOrders, void* streamQuantiles,                 \
+                                          const void* streamQuantileParamCount, void* streamQuantileParams); \
+  int32_t __rnq##t##SSEditPooledCovariance(SSTask* task, const void* pooledGroupIndices, void* pooledMean,   \
+                                           void* pooledCov, const void* groupIndices, void* groupMeans,      \
+                                           void* groupCov);                                                  \
+  int32_t __rnq##t##SSEditMtxParametrz(SSTask* task, void* cor, const void* corStorage, void* paramCor,      \
+                                       const void* paramCorStorage);                                         \
+  int32_t __rnq##t##SSEditRCov(SSTask* task, const void* robustCovStorage, const void* robustParamCount,     \
+                               void* robustParams, void* robustMean, void* robustCov);                       \
+  int32_t __rnq##t##SSEditOutDetect(SSTask* task, const void* outlierParamCount, void* outlierParams,        \
+                                    void* outlierWeights);                                                   \
+  int32_t __rnq##t##SSEditMissingVals(SSTask* task, const void* missingParamCount, void* missingParams,      \
+                                      const void* missingInitCount, void* missingInitEstimates,              \
+                                      const void* missingPriorCount, void* missingPriors,                    \
+                                      const void* missingSimulatedCount, void* missingSimulated,             \
+                                      const void* missingEstimatesCount, void* missingEstimates);
+ORV_SS_EDITS(d)
+ORV_SS_EDITS(s)
+#undef ORV_SS_EDITS
+
+/* Moments, sums, covariance, correlation, cross-products of a block. `method` is one of
+ *   SSMethodFast         sums of powers, in one pass; central estimates lose digits when the mean is large
+ *                        against the spread
+ *   SSMethodOnePass      updates of mean and central sums; keeps the digits
+ *   SSMethodFastUserMean central sums about the caller's mean
+ *   SSMethodFromSums     turns sums of earlier calls into moments; reads no data
+ * Every estimate needs its own array and those that it is made of; a missing one gives that field's status
+ * (Fast: a central moment k needs the mean and raw moments up to k; kurtosis and skewness need all up to
+ * theirs, variation needs mean and central moment 2). With One-pass, the same holds but for central sums,
+ * which need the mean only; a central sum 3 or 4 that is continued over blocks needs the lower central arrays
+ * (or the raw moments they follow from) as well. The diagonal of a correlation matrix holds variances.
+ * A failing allocation gives -4000. Accuracy: running rows are kept in double in both families; see the
+ * documentation for measured digits. One-pass follows Chan, Golub and LeVeque 1983 and Pebay 2008. */
+int32_t _rnqdSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+int32_t _rnqsSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+
+/* Lowers `minimum` and raises `maximum` by a block. The arrays hold the running result on entry; the caller
+ * initialises them. A NaN observation changes nothing. Statuses: -4044, -4003, -4015, -4016, -4029. */
+int32_t _rnqdSSMinmax(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+int32_t _rnqsSSMinmax(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,89 @@
+// Sums of powers over a contiguous column: the one loop that all moments are made of.
+//
+// All sums are kept in double, in a number of independent vectors that doesn't depend on the target, so that
+// the additions' latency is hidden and the bits are the same everywhere.
+#pragma once
+#include <cstddef>
+#include <immintrin.h>
+
+namespace orv::statistics {
+
+inline __m256d load4(double const* p) { return _mm256_loadu_pd(p); }
+inline __m256d load4(float const* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
+
+inline double total(__m256d v) {
+  __m128d const pair = _mm_add_pd(_mm256_castpd256_pd128(v), _mm256_extractf128_pd(v, 1));
+  return _mm_cvtsd_f64(_mm_add_sd(pair, _mm_unpackhi_pd(pair, pair)));
+}
+
+// sums[k - 1] = sum of w (x - center)^k, k from 1 to Powers; w is 1 unless Weighted.
+template <int Powers, bool Weighted, bool Centered, class X, class W>
+void power_sums(X const* x, W const* w, ptrdiff_t n, double center, double* sums) {
+  constexpr int streams = Powers == 1 ? 8 : Powers == 2 ? 4 : 2;
+  __m256d s[streams][Powers];
+  for (auto& stream : s)
+    for (auto& sum : stream) sum = _mm256_setzero_pd();
+  __m256d const c = _mm256_set1_pd(center);
+  auto const add = [&](__m256d * sum, __m256d d, __m256d weight) __attribute__((always_inline)) {
+    if constexpr (Centered) d = _mm256_sub_pd(d, c);
+    __m256d const t = Weighted ? _mm256_mul_pd(weight, d) : d;
+    sum[0] = _mm256_add_pd(sum[0], t);
+    if constexpr (Powers >= 2) sum[1] = _mm256_fmadd_pd(t, d, sum[1]);
+    if constexpr (Powers >= 3) {
+      __m256d const square = _mm256_mul_pd(d, d);
+      sum[2] = _mm256_fmadd_pd(t, square, sum[2]);
+      if constexpr (Powers >= 4) {
+        __m256d const u = Weighted ? _mm256_mul_pd(t, d) : square;
+        sum[3] = _mm256_fmadd_pd(u, square, sum[3]);
+      }
+    }
+  };
+  ptrdiff_t i = 0;
+  for (; i + 4 * streams <= n; i += 4 * streams)
+#pragma GCC unroll 8
+    for (int u = 0; u < streams; ++u) add(s[u], load4(x + i + 4 * u), Weighted ? load4(w + i + 4 * u) : c);
+  for (; i + 4 <= n; i += 4) add(s[0], load4(x + i), Weighted ? load4(w + i) : c);
+  if (i < n) { // the rest is filled up with what adds nothing
+    double rest[4], rest_weights[4] = {};
+    for (int k = 0; k < 4; ++k) {
+      rest[k] = i + k < n ? static_cast<double>(x[i + k]) : (Centered ? center : 0.0);
+      if (Weighted && i + k < n) rest_weights[k] = static_cast<double>(w[i + k]);
+    }
+    add(s[0], load4(rest), load4(rest_weights));
+  }
+  for (int width = streams / 2; width > 0; width /= 2)
+    for (int u = 0; u < width; ++u)
+      for (int k = 0; k < Powers; ++k) s[u][k] = _mm256_add_pd(s[u][k], s[u + width][k]);
+  for (int k = 0; k < Powers; ++k) sums[k] = total(s[0][k]);
+}
+
+// Columns of a block whose rows are contiguous, `ld` apart in `out`.
+template <class T>
+void transpose_panel(T const* from, ptrdiff_t row, ptrdiff_t rows, ptrdiff_t columns, double* out,
+                     ptrdiff_t ld) {
+  ptrdiff_t j = 0;
+  for (; j + 4 <= columns; j += 4) {
+    T const* p = from + j;
+    double* to = out + j * ld;
+    ptrdiff_t i = 0;
+    for (; i + 4 <= rows; i += 4, p += 4 * row, to += 4) {
+      __m256d const a = load4(p), b = load4(p + row), c = load4(p + 2 * row), d = load4(p + 3 * row);
+      __m256d const ab0 = _mm256_unpacklo_pd(a, b), ab1 = _mm256_unpackhi_pd(a, b);
+      __m256d const cd0 = _mm256_unpacklo_pd(c, d), cd1 = _mm256_unpackhi_pd(c, d);
+      _mm256_store_pd(to, _mm256_permute2f128_pd(ab0, cd0, 0x20));
+      _mm256_store_pd(to + ld, _mm256_permute2f128_pd(ab1, cd1, 0x20));
+      _mm256_store_pd(to + 2 * ld, _mm256_permute2f128_pd(ab0, cd0, 0x31));
+      _mm256_store_pd(to + 3 * ld, _mm256_permute2f128_pd(ab1, cd1, 0x31));
+    }
+    for (; i < rows; ++i, p += row, ++to)
+      for (int k = 0; k < 4; ++k) to[k * ld] = static_cast<double>(p[k]);
+  }
+  ptrdiff_t const left = columns - j;
+  if (left == 0) return;
+  T const* p = from + j;
+  double* to = out + j * ld;
+  for (ptrdiff_t i = 0; i < rows; ++i, p += row)
+    for (ptrdiff_t k = 0; k < left; ++k) to[k * ld + i] = static_cast<double>(p[k]);
+}
+
+} // namespace orv::statistics
