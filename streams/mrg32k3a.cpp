@@ -18,11 +18,17 @@ struct State {
 constexpr uint64_t x_offset = uint64_t{810728} * mrg_m1, y_offset = uint64_t{1370589} * mrg_m2;
 static_assert(x_offset == 3482050076509336 && y_offset == 5886603609186927);
 
+// z below 2^58 modulo 2^32 - gap, through 2^32 = gap.
+template <uint32_t gap>
+uint32_t residue(uint64_t z) {
+  for (int i = 0; i < 2; ++i) z = (z & 0xFFFFFFFF) + (z >> 32) * gap;
+  uint64_t const m = 0x100000000 - gap;
+  return static_cast<uint32_t>(z >= m ? z - m : z);
+}
+
 uint32_t step(State& s) {
-  uint32_t const x =
-      static_cast<uint32_t>((1403580 * uint64_t{s.x[1]} + x_offset - 810728 * uint64_t{s.x[0]}) % mrg_m1);
-  uint32_t const y =
-      static_cast<uint32_t>((527612 * uint64_t{s.y[2]} + y_offset - 1370589 * uint64_t{s.y[0]}) % mrg_m2);
+  uint32_t const x = residue<209>(1403580 * uint64_t{s.x[1]} + x_offset - 810728 * uint64_t{s.x[0]});
+  uint32_t const y = residue<22853>(527612 * uint64_t{s.y[2]} + y_offset - 1370589 * uint64_t{s.y[0]});
   s = {{s.x[1], s.x[2], x}, {s.y[1], s.y[2], y}};
   return x > y ? x - y : x - y - 209;
 }
@@ -93,21 +99,44 @@ struct Singles {
   }
 };
 
+constexpr int block = 16;
+
+// The last 20 values of a component, oldest first, in registers; the very first one is not used.
+struct Window {
+  __m256i v[5];
+  void load(uint64_t const* p) {
+    for (int k = 0; k < 5; ++k) v[k] = load8(p + 4 * k);
+  }
+  // A block further. The vectors at one, two and three places past the start of v[k] come from it and the
+  // next.
+  template <class Next>
+  void advance(Next const& next) {
+    __m256i made[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+      __m256i const two = _mm256_permute2x128_si256(v[k], v[k + 1], 0x21);
+      __m256i const one = _mm256_alignr_epi8(two, v[k], 8), three = _mm256_alignr_epi8(v[k + 1], two, 8);
+      made[k] = next(one, two, three);
+    }
+    v[0] = v[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) v[k + 1] = made[k];
+  }
+};
+
 template <class Map>
 int32_t generate(RngStream* stream, int32_t n, typename Map::Real* r, Map const& map) {
   auto& s = state_of<State>(stream);
-  constexpr int lag = 19, block = 16;
-  int32_t i = 0;
-  // Single steps, up to the end of a short call or until the lags of the blocks are filled.
-  alignas(32) uint64_t x[lag + block + 1], y[lag + block + 1];
+  // Single steps, up to the end of a short call or until the window of the blocks is filled.
+  uint64_t x[4 + block] = {0, s.x[0], s.x[1], s.x[2]}, y[4 + block] = {0, s.y[0], s.y[1], s.y[2]};
   bool const blocks = n >= 2 * block;
-  for (int k = 0; k < 3; ++k) x[k] = s.x[k], y[k] = s.y[k];
+  int32_t i = 0;
   while (i < n && (!blocks || i < block)) {
     uint64_t z[4] = {};
     int const part = n - i < 4 ? n - i : 4;
     for (int k = 0; k < part; ++k) {
       z[k] = step(s);
-      if (blocks) x[3 + i + k] = s.x[2], y[3 + i + k] = s.y[2];
+      if (blocks) x[4 + i + k] = s.x[2], y[4 + i + k] = s.y[2];
     }
     typename Map::Real out[4];
     map(out, load8(z));
@@ -115,28 +144,27 @@ int32_t generate(RngStream* stream, int32_t n, typename Map::Real* r, Map const&
     i += part;
   }
   if (i >= n) return RnqOk;
-  while (i < n) {
-    int const part = n - i < block ? n - i : block;
+  Window wx, wy;
+  wx.load(x);
+  wy.load(y);
+  auto advance = [&](typename Map::Real* to) {
+    wx.advance(next_x);
+    wy.advance(next_y);
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) map(to + 4 * k, combine(wx.v[k + 1], wy.v[k + 1]));
+  };
+  int last = block;
+  for (; n - i >= block; i += block) advance(r + i);
+  if (i < n) {
     typename Map::Real out[block];
-    typename Map::Real* to = part == block ? r + i : out;
-    __m256i nx[4], ny[4];
-    for (int k = 0; k < 4; ++k) {
-      nx[k] = next_x(load8(x + 4 * k), load8(x + 4 * k + 1), load8(x + 4 * k + 2));
-      ny[k] = next_y(load8(y + 4 * k), load8(y + 4 * k + 1), load8(y + 4 * k + 2));
-      map(to + 4 * k, combine(nx[k], ny[k]));
-    }
-    if (part < block) std::memcpy(r + i, out, part * sizeof *r);
-    // The last three values before the block go to the front, the block behind them.
-    auto shift = [&](uint64_t* v, __m256i const* next) {
-      uint64_t const kept[3] = {v[block], v[block + 1], v[block + 2]};
-      for (int k = 0; k < 3; ++k) v[k] = kept[k];
-      for (int k = 0; k < 4; ++k) store8(v + 3 + 4 * k, next[k]);
-    };
-    shift(x, nx);
-    shift(y, ny);
-    for (int k = 0; k < 3; ++k)
-      s.x[k] = static_cast<uint32_t>(x[part + k]), s.y[k] = static_cast<uint32_t>(y[part + k]);
-    i += part;
+    advance(out);
+    last = n - i;
+    std::memcpy(r + i, out, last * sizeof *r);
+  }
+  for (int k = 0; k < 5; ++k) store8(x + 4 * k, wx.v[k]), store8(y + 4 * k, wy.v[k]);
+  for (int k = 0; k < 3; ++k) {
+    s.x[k] = static_cast<uint32_t>(x[last + 1 + k]);
+    s.y[k] = static_cast<uint32_t>(y[last + 1 + k]);
   }
   return RnqOk;
 }

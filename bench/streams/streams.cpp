@@ -1,0 +1,150 @@
+// Cycles per uniform number of each generator beside its peers, and the ratio to the fastest peer.
+//
+//   bench_streams [--csv] [--runs N]
+//
+// Each figure is the median of N (21) runs; within a run all generators and peers of a table take their turn,
+// so that a change of the processor's clock meets them alike. Core cycles come from the time stamp counter,
+// calibrated by a chain of additions of known length beside each run.
+#include "orv/streams.h"
+#include "bench/cycles.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+#ifdef ORV_HAS_BOOST
+#  include <boost/random.hpp>
+#endif
+#ifdef ORV_HAS_GSL
+#  include <gsl/gsl_rng.h>
+#endif
+
+namespace {
+
+template <class T>
+using Fill = std::function<void(T*, int)>;
+
+template <class T>
+struct Entry {
+  std::string name;
+  bool ours;
+  Fill<T> fill;
+  std::vector<double> cycles = {};
+  double median() {
+    std::sort(cycles.begin(), cycles.end());
+    return cycles[cycles.size() / 2];
+  }
+};
+
+template <class T>
+void add_ours(std::vector<Entry<T>>& list, const char* name, int32_t number) {
+  RngStream* stream;
+  uint32_t const seed[] = {1, 2, 3, 4, 5, 6};
+  if (__rnqNewStreamEx(&stream, number, 6, seed) < 0) return;
+  BrngProperties row;
+  __rnqGetBrngProperties(number, &row);
+  list.push_back({name, true, [stream, row](T* r, int n) {
+                    if constexpr (sizeof(T) == 8)
+                      row.generateDouble(stream, n, r, 0, 1);
+                    else
+                      row.generateSingle(stream, n, r, 0, 1);
+                  }});
+}
+
+template <class T, class Engine, class Distribution>
+void add_peer(std::vector<Entry<T>>& list, const char* name, Engine engine, Distribution uniform) {
+  list.push_back({name, false, [engine, uniform](T* r, int n) mutable {
+                    for (int i = 0; i < n; ++i) r[i] = uniform(engine);
+                  }});
+}
+
+template <class T>
+std::vector<Entry<T>> entries() {
+  std::vector<Entry<T>> list;
+  add_ours(list, "MCG31M1", 0x100000);
+  add_ours(list, "R250", 0x200000);
+  add_ours(list, "MRG32K3A", 0x300000);
+  add_ours(list, "MCG59", 0x400000);
+  add_ours(list, "WH", 0x500000);
+  add_ours(list, "Sobol", 0x600000);
+  add_ours(list, "Niederr", 0x700000);
+  add_ours(list, "MT19937", 0x800000);
+  add_ours(list, "MT2203", 0x900000);
+  add_ours(list, "SFMT19937", 0xD00000);
+  add_ours(list, "ARS5", 0xF00000);
+  add_ours(list, "PHILOX4X32X10", 0x1000000);
+  std::uniform_real_distribution<T> const uniform(0, 1);
+  add_peer<T>(list, "std::mt19937", std::mt19937(), uniform);
+  add_peer<T>(list, "std::mt19937_64", std::mt19937_64(), uniform);
+  add_peer<T>(list, "std::minstd_rand", std::minstd_rand(), uniform);
+#ifdef ORV_HAS_BOOST
+  boost::random::uniform_01<T> const unit;
+  add_peer<T>(list, "boost::mt19937", boost::random::mt19937(), unit);
+  add_peer<T>(list, "boost::mt11213b", boost::random::mt11213b(), unit);
+  add_peer<T>(list, "boost::minstd_rand", boost::random::minstd_rand(), unit);
+  add_peer<T>(list, "boost::rand48", boost::random::rand48(), unit);
+  add_peer<T>(list, "boost::taus88", boost::random::taus88(), unit);
+  add_peer<T>(list, "boost::ecuyer1988", boost::random::ecuyer1988(), unit);
+#endif
+#ifdef ORV_HAS_GSL
+  std::pair<const char*, const gsl_rng_type*> const types[] = {
+      {"gsl mt19937", gsl_rng_mt19937}, {"gsl taus2", gsl_rng_taus2},  {"gsl gfsr4", gsl_rng_gfsr4},
+      {"gsl cmrg", gsl_rng_cmrg},       {"gsl mrg", gsl_rng_mrg},      {"gsl r250", gsl_rng_r250},
+      {"gsl minstd", gsl_rng_minstd},   {"gsl ranlux", gsl_rng_ranlux}};
+  for (auto [name, type] : types) {
+    gsl_rng* g = gsl_rng_alloc(type);
+    list.push_back({name, false, [g](T* r, int n) {
+                      for (int i = 0; i < n; ++i) r[i] = static_cast<T>(gsl_rng_uniform(g));
+                    }});
+  }
+#endif
+  return list;
+}
+
+template <class T>
+void table(int n, int runs, bool csv) {
+  auto list = entries<T>();
+  std::vector<T> r(n);
+  int const repeats = std::max(1, 30000 / n);
+  for (auto& e : list) e.fill(r.data(), n);
+  for (int run = 0; run < runs; ++run)
+    for (auto& e : list) {
+      e.cycles.push_back(orv::bench::cycles_per_element(n, repeats, [&] { e.fill(r.data(), n); }));
+    }
+  const char* type = sizeof(T) == 8 ? "double" : "float";
+  double standard = 0, best = 1e9;
+  for (auto& e : list) {
+    if (e.ours) continue;
+    if (e.name == "std::mt19937") standard = e.median();
+    best = std::min(best, e.median());
+  }
+  if (!csv)
+    std::printf("\n%s, %d elements: cycles an element, ratio to std::mt19937, ratio to the fastest peer\n",
+                type, n);
+  for (auto& e : list)
+    if (csv)
+      std::printf("%s,%d,%s,%s,%.3f,%.3f,%.3f,%.2f,%.2f\n", type, n, e.ours ? "ours" : "peer", e.name.c_str(),
+                  e.median(), e.cycles.front(), e.cycles.back(), standard / e.median(), best / e.median());
+    else
+      std::printf("  %-20s %8.2f %8.1fx %8.1fx\n", e.name.c_str(), e.median(), standard / e.median(),
+                  best / e.median());
+}
+
+} // namespace
+
+int main(int count, char** args) {
+  bool csv = false;
+  int runs = 21;
+  for (int i = 1; i < count; ++i) {
+    if (!std::strcmp(args[i], "--csv")) csv = true;
+    if (!std::strcmp(args[i], "--runs") && i + 1 < count) runs = std::atoi(args[++i]);
+  }
+  if (csv) std::puts("type,elements,kind,name,cycles,least,most,ratio_to_std_mt19937,ratio_to_fastest_peer");
+  for (int n : {1024, 1000000}) {
+    table<double>(n, runs, csv);
+    table<float>(n, runs, csv);
+  }
+}
