@@ -7,6 +7,8 @@
 // reciprocal. Reduction of degree 19937 costs about 97 000 carry-less products.
 #include "streams/stream.h"
 
+// For the whole file: as an attribute of single functions it leads this compiler's vectorizer astray.
+#pragma GCC target("pclmul")
 #include <wmmintrin.h>
 
 using namespace orv;
@@ -14,25 +16,20 @@ using namespace orv::streams;
 
 namespace {
 
-#define ORV_CLMUL __attribute__((target("pclmul")))
-
-struct Product {
-  uint64_t low, high;
-};
-ORV_CLMUL inline __m128i product(uint64_t a, uint64_t b) {
-  return _mm_clmulepi64_si128(_mm_loadl_epi64(reinterpret_cast<__m128i const*>(&a)),
-                              _mm_loadl_epi64(reinterpret_cast<__m128i const*>(&b)), 0);
+inline __m128i product(uint64_t a, uint64_t b) {
+  return _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(a)),
+                              _mm_set_epi64x(0, static_cast<long long>(b)), 0);
 }
-ORV_CLMUL inline Product words_of(__m128i v) {
-  Product p;
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(&p), v);
-  return p;
+inline uint64_t high_word(__m128i v) {
+  uint64_t words[2];
+  std::memcpy(words, &v, sizeof words);
+  return words[1];
 }
 
 // f modulo p, p of degree d; both dense. `f` has room for a square and two words more.
 class Reducer {
  public:
-  ORV_CLMUL Reducer(uint64_t* p, int64_t d) : p_(p), d_(d), words_(d / 64 + 1) {
+  Reducer(uint64_t* p, int64_t d) : p_(p), d_(d), words_(d / 64 + 1) {
     // Head of the reciprocal in 1/t: bit 63 - i is the coefficient of t^-(i + 1) in t^d / p.
     uint64_t head = bits_below(d);
     uint64_t r = 0;
@@ -45,13 +42,13 @@ class Reducer {
     reciprocal_ = r;
   }
   // Removes everything from t^d up; `top` is the number of words that may be set.
-  ORV_CLMUL void reduce(uint64_t* f, int64_t top) const {
+  void reduce(uint64_t* f, int64_t top) const {
     // Quotient words at t^d, t^(d + 64), ...; below 64 bits at a time are taken from the highest one down.
     int64_t steps = (64 * top - d_ + 63) / 64;
     for (int64_t i = steps - 1; i >= 0; --i) {
       uint64_t const q = window(f, d_ + 64 * i);
       if (!q) continue;
-      add_multiple(f, q ^ words_of(product(q, reciprocal_)).high, i);
+      add_multiple(f, q ^ high_word(product(q, reciprocal_)), i);
     }
   }
 
@@ -65,24 +62,22 @@ class Reducer {
     if (d >= 64) return window(p_, d - 64);
     return p_[0] << (64 - d);
   }
-  ORV_CLMUL void add_multiple(uint64_t* f, uint64_t q, int64_t at) const {
+  void add_multiple(uint64_t* f, uint64_t q, int64_t at) const {
     f += at;
-    for (int64_t i = 0; i < words_; ++i) {
-      auto* out = reinterpret_cast<__m128i*>(f + i);
-      _mm_storeu_si128(out, _mm_xor_si128(_mm_loadu_si128(out), product(q, p_[i])));
-    }
+    for (int64_t first = 0; first < 2; ++first) // every other word, so that no store meets the next load
+      for (int64_t i = first; i < words_; i += 2) {
+        auto* out = reinterpret_cast<__m128i*>(f + i);
+        _mm_storeu_si128(out, _mm_xor_si128(_mm_loadu_si128(out), product(q, p_[i])));
+      }
   }
   uint64_t* p_;
   int64_t d_, words_;
   uint64_t reciprocal_;
 };
 
-ORV_CLMUL void square(uint64_t* f, int64_t words) { // in place, from the top down
-  for (int64_t i = words - 1; i >= 0; --i) {
-    Product const p = words_of(product(f[i], f[i]));
-    f[2 * i] = p.low;
-    f[2 * i + 1] = p.high;
-  }
+void square(uint64_t* f, int64_t words) { // in place, from the top down
+  for (int64_t i = words - 1; i >= 0; --i)
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(f + 2 * i), product(f[i], f[i]));
 }
 
 struct Work { // blocks that are freed on every way out
