@@ -1,0 +1,238 @@
+// orv random: numbers of a basic generator, printed or written to a file.
+#include "cli/command.h"
+#include "frontend/library.h"
+#include "orv/streams.h"
+
+#include <charconv>
+#include <cstdio>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <optional>
+
+namespace orv::cli {
+namespace {
+
+struct Family {
+  const char* name;
+  int32_t number;
+  uint32_t members;
+};
+constexpr Family families[] = {
+    {"MCG31M1", 0x100000, 1},       {"R250", 0x200000, 1},    {"MRG32K3A", 0x300000, 1},
+    {"MCG59", 0x400000, 1},         {"WH", 0x500000, 273},    {"Sobol", 0x600000, 1},
+    {"Niederr", 0x700000, 1},       {"MT19937", 0x800000, 1}, {"MT2203", 0x900000, 6024},
+    {"SFMT19937", 0xD00000, 1},     {"TRNG", 0xE00000, 1},    {"ARS5", 0xF00000, 1},
+    {"PHILOX4X32X10", 0x1000000, 1}};
+
+struct Options {
+  std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", out, skip, leapfrog;
+  uint64_t n = 10;
+  bool integer = false;
+};
+
+bool same_letters(std::string const& a, std::string const& b) {
+  auto const lower = [](char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::vector<std::string> split(std::string const& text, char separator) {
+  std::vector<std::string> parts(1);
+  for (char c : text)
+    if (c == separator)
+      parts.emplace_back();
+    else
+      parts.back() += c;
+  return parts;
+}
+
+// A whole number, decimal or with 0x before it.
+uint64_t whole(std::string const& text, uint64_t most, std::string const& where) {
+  bool const hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  uint64_t value = 0;
+  auto const* first = text.data() + (hexadecimal ? 2 : 0);
+  auto const [end, error] = std::from_chars(first, text.data() + text.size(), value, hexadecimal ? 16 : 10);
+  if (error == std::errc::invalid_argument || end != text.data() + text.size())
+    throw Error(fmt::format("{}: '{}' is not a whole number", where, text));
+  if (error == std::errc::result_out_of_range || value > most)
+    throw Error(fmt::format("{}: {} is above {}, the largest that is taken", where, text, most));
+  return value;
+}
+
+int32_t number_of(std::string const& text) {
+  auto const colon = text.find(':');
+  std::string const name = text.substr(0, colon);
+  std::string names;
+  for (auto const& f : families) {
+    names += (names.empty() ? "" : ", ") + std::string(f.name);
+    if (!same_letters(name, f.name)) continue;
+    if (colon == std::string::npos) return f.number;
+    if (f.members == 1)
+      throw Error(fmt::format("--brng: {} has no members; leave out ':{}'", f.name, text.substr(colon + 1)));
+    uint64_t const most = f.members - 1;
+    return f.number + static_cast<int32_t>(
+                          whole(text.substr(colon + 1), most, fmt::format("--brng: member of {}", f.name)));
+  }
+  throw Error(fmt::format(
+      "--brng: there is no generator '{}'; there are {} (members of WH and MT2203 as WH:5)", name, names));
+}
+
+std::string status_text(int32_t status) {
+  switch (status) {
+  case RnqErrBadBrng:
+    return "this generator cannot be used here";
+  case RnqErrNoMemory:
+    return "there is not enough memory";
+  case RnqErrNoLeapfrog:
+    return "this generator has no leapfrog, or not with these numbers";
+  case RnqErrNoSkipAhead:
+    return "this generator cannot skip ahead, or not that far";
+  case RnqErrQuasiPeriodExceeded:
+    return "more points are asked for than the sequence has";
+  case RnqErrNoRdrand:
+    return "this processor has no RDRAND";
+  case RnqErrRdrandFailed:
+    return "the processor's random number source kept failing";
+  case RnqErrNoAes:
+    return "this processor has no AES instructions";
+  default:
+    return fmt::format("status {}", status);
+  }
+}
+void expect(int32_t status, const char* what) {
+  if (status < 0) throw Error(fmt::format("{}: {}", what, status_text(status)));
+}
+
+class Stream {
+ public:
+  Stream(int32_t brng, std::vector<uint32_t> const& seed) {
+    RngStream* created = nullptr;
+    int32_t const status =
+        ORV_FUNCTION_OF(__rnqNewStreamEx)(&created, brng, static_cast<int32_t>(seed.size()), seed.data());
+    stream_.reset(created);
+    expect(status, "creating the stream");
+    expect(ORV_FUNCTION_OF(__rnqGetBrngProperties)(brng, &row_), "creating the stream");
+  }
+  RngStream* get() const { return stream_.get(); }
+  BrngProperties const& row() const { return row_; }
+
+ private:
+  struct Delete {
+    void operator()(RngStream* s) const { ORV_FUNCTION_OF(__rnqDeleteStream)(&s); }
+  };
+  std::unique_ptr<RngStream, Delete> stream_;
+  BrngProperties row_;
+};
+
+void print(std::vector<char> const& block, std::size_t n, char kind, int word_size) {
+  fmt::memory_buffer text;
+  auto const out = std::back_inserter(text);
+  for (std::size_t i = 0; i < n; ++i) {
+    auto const at = [&](auto sample, std::size_t index) {
+      std::memcpy(&sample, block.data() + index * sizeof sample, sizeof sample);
+      return sample;
+    };
+    if (kind == 'd')
+      fmt::format_to(out, "{:.17g}", at(0.0, i));
+    else if (kind == 's')
+      fmt::format_to(out, "{:.9g}", at(0.0f, i));
+    else if (word_size == 8)
+      fmt::format_to(out, "{}", at(uint64_t{}, i));
+    else
+      for (int k = 0; k < word_size / 4; ++k)
+        fmt::format_to(out, "{}{}", k ? " " : "", at(uint32_t{}, i * word_size / 4 + k));
+    text.push_back('\n');
+  }
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+    throw Error("standard output cannot be written to");
+}
+
+void run(Options const& o) {
+  int32_t const brng = number_of(o.brng);
+  std::vector<uint32_t> seed;
+  if (!o.seed.empty())
+    for (auto const& s : split(o.seed, ','))
+      seed.push_back(static_cast<uint32_t>(whole(s, 0xFFFFFFFF, "--seed")));
+  if (o.type != "d" && o.type != "s")
+    throw Error(
+        fmt::format("--type: there is no type '{}'; there are s (single) and d (double precision)", o.type));
+  auto const bounds = split(o.interval, ',');
+  if (bounds.size() != 2) throw Error("--interval wants two numbers, A,B");
+  double const a = parse_number(bounds[0], "--interval"), b = parse_number(bounds[1], "--interval");
+  double const largest =
+      o.type == "s" ? std::numeric_limits<float>::max() : std::numeric_limits<double>::max();
+  if (!(a < b)) throw Error(fmt::format("--interval: {} is not below {}", bounds[0], bounds[1]));
+  if (a < -largest || b > largest || b - a > largest)
+    throw Error("--interval: the interval's length must be finite in the type that is asked for");
+
+  Stream stream(brng, seed);
+  if (!o.leapfrog.empty()) {
+    auto const parts = split(o.leapfrog, ',');
+    if (parts.size() != 2) throw Error("--leapfrog wants two numbers: K,N for stream K (from 0) of N");
+    uint64_t const streams = whole(parts[1], INT32_MAX, "--leapfrog"),
+                   k = whole(parts[0], INT32_MAX, "--leapfrog");
+    if (k >= streams)
+      throw Error(
+          fmt::format("--leapfrog: stream {} is not one of {}; they are numbered from 0", k, streams));
+    expect(ORV_FUNCTION_OF(__rnqLeapfrogStream)(stream.get(), static_cast<int32_t>(k),
+                                                static_cast<int32_t>(streams)),
+           "--leapfrog");
+  }
+  if (!o.skip.empty())
+    expect(ORV_FUNCTION_OF(__rnqSkipAheadStream)(stream.get(), whole(o.skip, UINT64_MAX, "--skip")),
+           "--skip");
+
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
+  if (!o.out.empty()) {
+    file.reset(std::fopen(o.out.c_str(), "wb"));
+    if (!file) throw Error("cannot open " + o.out + " for writing");
+  }
+  char const kind = o.integer ? 'i' : o.type[0];
+  std::size_t const bytes = kind == 'd' ? 8 : kind == 's' ? 4 : stream.row().wordSize;
+  constexpr uint64_t block_size = 1 << 16;
+  std::vector<char> block(block_size * bytes);
+  Progress progress("drawing", static_cast<double>(o.n));
+  for (uint64_t done = 0; done < o.n;) {
+    uint64_t const part = std::min(block_size, o.n - done);
+    auto const n = static_cast<int32_t>(part);
+    auto const& row = stream.row();
+    if (kind == 'i')
+      expect(row.generateInteger(stream.get(), n, block.data()), "drawing");
+    else if (kind == 'd')
+      expect(row.generateDouble(stream.get(), n, reinterpret_cast<double*>(block.data()), a, b), "drawing");
+    else
+      expect(row.generateSingle(stream.get(), n, reinterpret_cast<float*>(block.data()),
+                                static_cast<float>(a), static_cast<float>(b)),
+             "drawing");
+    if (!file)
+      print(block, part, kind, row.wordSize);
+    else if (std::fwrite(block.data(), bytes, part, file.get()) != part)
+      throw Error("writing to " + o.out + " failed");
+    done += part;
+    progress.update(static_cast<double>(done));
+  }
+  if (file && std::fclose(file.release()) != 0) throw Error("writing to " + o.out + " failed");
+  if (!file && std::fflush(stdout) != 0) throw Error("standard output cannot be written to");
+}
+
+Command const command("random", "draw random numbers from a basic generator", [](CLI::App& app) {
+  auto o = std::make_shared<Options>();
+  app.add_option("--brng", o->brng, "generator, such as MT19937, or with a member: MT2203:17")
+      ->capture_default_str();
+  app.add_option("--seed", o->seed, "seed words, 32 bits each, separated by commas")->capture_default_str();
+  app.add_option("-n,--n", o->n, "how many numbers")->capture_default_str();
+  app.add_option("--type", o->type, "s (single) or d (double precision)")->capture_default_str();
+  app.add_option("--interval", o->interval, "A,B: numbers are spread over it")->capture_default_str();
+  app.add_flag("--integer", o->integer, "the generator's words as they are, instead of reals");
+  app.add_option("--skip", o->skip, "leave out this many numbers first, by a jump");
+  app.add_option("--leapfrog", o->leapfrog, "K,N: every N-th number, from number K (from 0)");
+  app.add_option("--out", o->out, "write binary numbers to this file instead of printing them");
+  app.footer("The same generator and seed give the same numbers on every machine.\n"
+             "  orv random --brng MT2203:17 --seed 1,2,3 --n 5 --type d --interval 0,1");
+  app.allow_extras(false);
+  return [o] { run(*o); };
+});
+
+} // namespace
+} // namespace orv::cli
