@@ -107,7 +107,7 @@ constexpr Result results[] = {
 };
 
 constexpr ptrdiff_t scatter_bytes = 0x40000; // a rank-k step's rows stay in the second-level cache
-constexpr ptrdiff_t panel_columns = 16;
+constexpr ptrdiff_t panel_columns = 8;
 constexpr int alignment_reals = 128 / sizeof(double);
 
 // One thread's part of the running state.
@@ -133,7 +133,7 @@ struct Job {
   void (*moments)(Job const&, Slot<T>&, double* panel, ptrdiff_t first, ptrdiff_t last, Join const&);
   std::atomic<int32_t> status{0};
 
-  ptrdiff_t panel_size() const { return rows_layout ? 0 : block * std::min(p, panel_columns); }
+  ptrdiff_t panel_size() const { return rows_layout ? 0 : block * std::min((p + 3) / 4 * 4, panel_columns); }
 };
 
 // Adds a column of a block to the running rows of its variable.

@@ -4,6 +4,7 @@
 // the additions' latency is hidden and the bits are the same everywhere.
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <immintrin.h>
 
 namespace orv::statistics {
@@ -57,17 +58,23 @@ void power_sums(X const* x, W const* w, ptrdiff_t n, double center, double* sums
   for (int k = 0; k < Powers; ++k) sums[k] = total(s[0][k]);
 }
 
-// Columns of a block whose rows are contiguous, `ld` apart in `out`.
+inline __m256d load4(double const* p, __m256i mask) { return _mm256_maskload_pd(p, mask); }
+inline __m256d load4(float const* p, __m256i mask) {
+  __m128i const half = _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(_mm256_castsi256_si128(mask)),
+                                                       _mm_castsi128_ps(_mm256_extracti128_si256(mask, 1)),
+                                                       _MM_SHUFFLE(2, 0, 2, 0)));
+  return _mm256_cvtps_pd(_mm_maskload_ps(p, half));
+}
+
+// Columns of a block whose rows are contiguous, `ld` apart in `out`, which has room for a multiple of 4 of
+// them.
 template <class T>
 void transpose_panel(T const* from, ptrdiff_t row, ptrdiff_t rows, ptrdiff_t columns, double* out,
                      ptrdiff_t ld) {
-  ptrdiff_t j = 0;
-  for (; j + 4 <= columns; j += 4) {
-    T const* p = from + j;
-    double* to = out + j * ld;
+  auto const four = [&](T const* p, double* to, auto load) __attribute__((always_inline)) {
     ptrdiff_t i = 0;
     for (; i + 4 <= rows; i += 4, p += 4 * row, to += 4) {
-      __m256d const a = load4(p), b = load4(p + row), c = load4(p + 2 * row), d = load4(p + 3 * row);
+      __m256d const a = load(p), b = load(p + row), c = load(p + 2 * row), d = load(p + 3 * row);
       __m256d const ab0 = _mm256_unpacklo_pd(a, b), ab1 = _mm256_unpackhi_pd(a, b);
       __m256d const cd0 = _mm256_unpacklo_pd(c, d), cd1 = _mm256_unpackhi_pd(c, d);
       _mm256_store_pd(to, _mm256_permute2f128_pd(ab0, cd0, 0x20));
@@ -75,15 +82,18 @@ void transpose_panel(T const* from, ptrdiff_t row, ptrdiff_t rows, ptrdiff_t col
       _mm256_store_pd(to + 2 * ld, _mm256_permute2f128_pd(ab0, cd0, 0x31));
       _mm256_store_pd(to + 3 * ld, _mm256_permute2f128_pd(ab1, cd1, 0x31));
     }
-    for (; i < rows; ++i, p += row, ++to)
-      for (int k = 0; k < 4; ++k) to[k * ld] = static_cast<double>(p[k]);
-  }
-  ptrdiff_t const left = columns - j;
-  if (left == 0) return;
-  T const* p = from + j;
-  double* to = out + j * ld;
-  for (ptrdiff_t i = 0; i < rows; ++i, p += row)
-    for (ptrdiff_t k = 0; k < left; ++k) to[k * ld + i] = static_cast<double>(p[k]);
+    for (; i < rows; ++i, p += row, ++to) {
+      double lanes[4];
+      _mm256_storeu_pd(lanes, load(p));
+      for (int k = 0; k < 4; ++k) to[k * ld] = lanes[k];
+    }
+  };
+  ptrdiff_t j = 0;
+  for (; j + 4 <= columns; j += 4) four(from + j, out + j * ld, [](T const* p) { return load4(p); });
+  if (j == columns) return;
+  int64_t const left = columns - j;
+  __m256i const mask = _mm256_setr_epi64x(-1, left > 1 ? -1 : 0, left > 2 ? -1 : 0, 0);
+  four(from + j, out + j * ld, [mask](T const* p) { return load4(p, mask); });
 }
 
 } // namespace orv::statistics

@@ -1,0 +1,193 @@
+// orv stats: moments and extremes of the columns of a CSV file, block by block, so that the file may be
+// larger than memory.
+#include "cli/command.h"
+#include "cli/csv.h"
+#include "frontend/summary.h"
+
+#include <fmt/format.h>
+#include <memory>
+
+namespace orv::cli {
+namespace {
+
+struct Options {
+  std::string file, method = "one-pass", weights;
+  std::vector<std::string> columns;
+  bool covariance = false, correlation = false, skip_missing = false, csv = false;
+  int block = 16384, threads = 0;
+};
+
+// Reads the file in blocks of complete rows.
+class Blocks {
+ public:
+  Blocks(Options const& o) : options_(o), reader_(o.file) {
+    int const weight = o.weights.empty() ? -1 : reader_.column(o.weights);
+    if (o.columns.empty()) {
+      for (int k = 0; k < static_cast<int>(reader_.columns().size()); ++k)
+        if (k != weight) wanted_.push_back(k);
+    } else {
+      for (std::string const& name : o.columns) wanted_.push_back(reader_.column(name));
+    }
+    if (wanted_.empty()) throw Error(o.file + ": there is no column beside the weights");
+    columns_ = wanted_.size();
+    if (weight >= 0) wanted_.push_back(weight);
+  }
+
+  // False at the end. The block has values() and, if asked for, weights() of count() observations.
+  bool next(Progress& progress) {
+    values_.clear();
+    weights_.clear();
+    count_ = 0;
+    while (count_ < options_.block && reader_.row(wanted_, row_)) {
+      if (missing()) {
+        ++skipped_;
+        continue;
+      }
+      values_.insert(values_.end(), row_.begin(), row_.begin() + static_cast<long>(columns_));
+      if (row_.size() > columns_) {
+        if (!(row_.back() >= 0))
+          throw Error(fmt::format("{}: the weight {} is below 0", reader_.where(), row_.back()));
+        weights_.push_back(row_.back());
+      }
+      ++count_;
+    }
+    progress.update(reader_.fraction_read());
+    return count_ > 0;
+  }
+
+  int columns() const { return static_cast<int>(columns_); }
+  std::string const& name(int j) const {
+    return reader_.columns()[static_cast<std::size_t>(wanted_[static_cast<std::size_t>(j)])];
+  }
+  int count() const { return count_; }
+  long skipped() const { return skipped_; }
+  double const* values() const { return values_.data(); }
+  double const* weights() const { return weights_.empty() ? nullptr : weights_.data(); }
+
+ private:
+  bool missing() const {
+    for (std::size_t k = 0; k < wanted_.size(); ++k) {
+      if (!reader_.missing(k)) continue;
+      if (!options_.skip_missing)
+        throw Error(fmt::format("{}: the cell of column {} is missing; --skip-missing leaves such rows out",
+                                reader_.where(), name(static_cast<int>(k))));
+      return true;
+    }
+    return false;
+  }
+
+  Options const& options_;
+  CsvReader reader_;
+  std::vector<int> wanted_;
+  std::size_t columns_ = 0;
+  std::vector<double> values_, weights_, row_;
+  int count_ = 0;
+  long skipped_ = 0;
+};
+
+Summary::Method method_of(std::string const& name) {
+  return name == "fast" ? Summary::Method::fast
+                        : (name == "one-pass" ? Summary::Method::one_pass : Summary::Method::user_mean);
+}
+
+// Goes over the file once; the column names and how many rows were left out come along.
+struct Pass {
+  std::unique_ptr<Summary> summary;
+  std::vector<std::string> names;
+  long skipped = 0;
+};
+Pass go_over(Options const& o, Summary::Options options, const char* what) {
+  Blocks blocks(o);
+  Progress progress(what, 1);
+  options.threads = o.threads;
+  Pass pass{std::make_unique<Summary>(blocks.columns(), std::move(options)), {}};
+  while (blocks.next(progress)) pass.summary->add(blocks.values(), blocks.count(), blocks.weights());
+  for (int j = 0; j < blocks.columns(); ++j) pass.names.push_back(blocks.name(j));
+  pass.skipped = blocks.skipped();
+  return pass;
+}
+
+void print_table(Options const& o, std::vector<std::vector<std::string>> const& lines) {
+  std::vector<std::size_t> widths(lines[0].size(), 0);
+  for (auto const& line : lines)
+    for (std::size_t k = 0; k < line.size(); ++k) widths[k] = std::max(widths[k], line[k].size());
+  for (auto const& line : lines) {
+    for (std::size_t k = 0; k < line.size(); ++k) {
+      if (o.csv)
+        fmt::print("{}{}", k ? "," : "", line[k]);
+      else if (k == 0)
+        fmt::print("{:<{}}", line[k], widths[k]);
+      else
+        fmt::print("  {:>{}}", line[k], widths[k]);
+    }
+    fmt::print("\n");
+  }
+}
+
+std::string number(Options const& o, double x) {
+  return o.csv ? fmt::format("{}", x) : fmt::format("{:.10g}", x);
+}
+
+template <class Value>
+void print_matrix(Options const& o, std::vector<std::string> const& names, const char* title, Value value) {
+  fmt::print("\n");
+  std::vector<std::vector<std::string>> lines(1, {title});
+  lines[0].insert(lines[0].end(), names.begin(), names.end());
+  for (int i = 0; i < static_cast<int>(names.size()); ++i) {
+    lines.push_back({names[static_cast<std::size_t>(i)]});
+    for (int j = 0; j < static_cast<int>(names.size()); ++j) lines.back().push_back(number(o, value(i, j)));
+  }
+  print_table(o, lines);
+}
+
+void run(Options const& o) {
+  Summary::Options options{
+      .method = method_of(o.method), .covariance = o.covariance, .correlation = o.correlation};
+  if (options.method == Summary::Method::user_mean) {
+    if (o.file == "-")
+      throw Error("the user-mean method goes over the file twice; standard input can be read once");
+    Pass const first = go_over(o, {}, "means");
+    for (int j = 0; j < first.summary->columns(); ++j) options.mean.push_back(first.summary->mean(j));
+  }
+  Pass const pass = go_over(o, options, "statistics");
+  Summary const& s = *pass.summary;
+  if (s.count() == 0) throw Error(fmt::format("{}: there are no rows to summarize", o.file));
+  if (!o.weights.empty() && s.weight() == 0) throw Error(fmt::format("{}: all weights are 0", o.file));
+  if (pass.skipped) fmt::print(stderr, "{}: {} rows with missing cells are left out\n", o.file, pass.skipped);
+
+  std::vector<std::vector<std::string>> lines{
+      {"column", "count", "mean", "sd", "skewness", "kurtosis", "min", "max"}};
+  for (int j = 0; j < s.columns(); ++j)
+    lines.push_back({pass.names[static_cast<std::size_t>(j)], fmt::format("{}", s.count()),
+                     number(o, s.mean(j)), number(o, s.deviation(j)), number(o, s.skewness(j)),
+                     number(o, s.kurtosis(j)), number(o, s.minimum(j)), number(o, s.maximum(j))});
+  print_table(o, lines);
+  if (o.covariance)
+    print_matrix(o, pass.names, "covariance", [&](int i, int j) { return s.covariance(i, j); });
+  if (o.correlation)
+    print_matrix(o, pass.names, "correlation", [&](int i, int j) { return s.correlation(i, j); });
+}
+
+Command const
+    stats("stats", "summarize the columns of a CSV file", [](CLI::App& app) -> std::function<void()> {
+      auto o = std::make_shared<Options>();
+      app.add_option("file", o->file, "CSV file with a header line; - is standard input")->required();
+      app.add_option("--columns", o->columns, "columns by name or number; all if not given")->delimiter(',');
+      app.add_option("--weights", o->weights, "column that holds the weights");
+      app.add_option("--method", o->method, "fast, one-pass or user-mean (two passes over the file)")
+          ->check(CLI::IsMember({"fast", "one-pass", "user-mean"}))
+          ->capture_default_str();
+      app.add_option("--block", o->block, "observations held in memory at a time")
+          ->check(CLI::Range(1, 1 << 26))
+          ->capture_default_str();
+      app.add_option("--threads", o->threads, "threads at most; 0 for all processors")
+          ->check(CLI::Range(0, 1024));
+      app.add_flag("--cov", o->covariance, "print the covariance matrix");
+      app.add_flag("--cor", o->correlation, "print the correlation matrix");
+      app.add_flag("--skip-missing", o->skip_missing, "leave rows with a missing cell out");
+      app.add_flag("--csv", o->csv, "print CSV with all digits");
+      return [o] { run(*o); };
+    });
+
+} // namespace
+} // namespace orv::cli
