@@ -29,22 +29,24 @@ ORV_INLINE Offsets4 extract(Bits<double> index) {
 }
 
 // `index` counts entries.
-ORV_INLINE Vec<double> lookup(const double* table, Bits<double> index) {
-  Offsets4 const o = extract(index);
+ORV_INLINE Vec<double> lookup(const double* table, Offsets4 o) {
   __m128d const low = _mm_loadh_pd(_mm_load_sd(table + o.i[0]), table + o.i[1]);
   __m128d const high = _mm_loadh_pd(_mm_load_sd(table + o.i[2]), table + o.i[3]);
   return _mm256_insertf128_pd(_mm256_castpd128_pd256(low), high, 1);
 }
+ORV_INLINE Vec<double> lookup(const double* table, Bits<double> index) { return lookup(table, extract(index)); }
 
 // `offset` counts half entries: twice the index, so that the hardware's scaling by 8 serves.
-ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Bits<double> offset) {
-  Offsets4 const o = extract(offset);
+ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Offsets4 o) {
   const double* base = &table->hi;
   __m256d const even = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(base + o.i[0])),
                                             _mm_loadu_pd(base + o.i[2]), 1);
   __m256d const odd = _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(base + o.i[1])),
                                            _mm_loadu_pd(base + o.i[3]), 1);
   return {_mm256_unpacklo_pd(even, odd), _mm256_unpackhi_pd(even, odd)};
+}
+ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Bits<double> offset) {
+  return lookup_pair(table, extract(offset));
 }
 
 ORV_INLINE VecPair<float> lookup_pair(const Pair<float>* table, Bits<float> index) {
