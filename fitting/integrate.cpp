@@ -37,7 +37,7 @@ struct Limits {
     block.sites = limits;
     block.cells = found;
     block.runningCell = &running;
-    if (int32_t const status = search_kernels<T>[method](&block); status < 0) return status;
+    if (int32_t const status = search_kernel<T>(method)(&block); status < 0) return status;
     for (int32_t i = 0; i < count; ++i) cells[i] = cell_at(found, i, wide, n);
     return DFStatusOk;
   }

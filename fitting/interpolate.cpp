@@ -200,7 +200,7 @@ class Interpolation {
       block.sites = group.sites;
       block.cells = found;
       block.runningCell = &running;
-      if (int32_t const status = search_kernels_32<T>[method](&block); status < 0) return status;
+      if (int32_t const status = search_kernel_32<T>(method)(&block); status < 0) return status;
     }
     for (int32_t i = 0; i < group.count; ++i) group.cells[i] = cell_at(found, i, wide, n);
     return DFStatusOk;

@@ -329,7 +329,7 @@ int32_t search(DFTask const* task, int64_t count, T const* sites, int64_t site_h
   int32_t const method = choose_method(*task, site_hint, data_hint, callback != nullptr);
   if (method < 0) return method;
   auto constants = search_constants(*task, method, data_hint, callback, parameter);
-  SearchKernel<T> const kernel = search_kernels<T>[method];
+  SearchKernel<T> const kernel = search_kernel<T>(method);
   SiteList<T> const list(sites, site_hint, count);
   SmallScratch<T, 4096> room(list.spread ? static_cast<size_t>(count) + (count == 4096) : 0);
   if (!room) return DFStatusNoMemory;
@@ -411,10 +411,16 @@ namespace fit = orv::fitting;
   ORV_KERNEL(t, T, Hybrid, hybrid_kernel<T>)                                                                 \
   ORV_KERNEL(t, T, UserDef, user_kernel<T, false>)                                                           \
   ORV_KERNEL(t, T, UniUserDef, user_kernel<T, true>)                                                         \
+  static fit::SearchKernel<T> const t##_kernels[7] = ORV_TABLE(t, );                                         \
+  static fit::SearchKernel<T> const t##_kernels_32[7] = ORV_TABLE(t, 32);                                    \
   template <>                                                                                                \
-  fit::SearchKernel<T> const fit::search_kernels<T>[7] = ORV_TABLE(t, );                                     \
+  fit::SearchKernel<T> fit::search_kernel<T>(int32_t method) {                                               \
+    return t##_kernels[method];                                                                              \
+  }                                                                                                          \
   template <>                                                                                                \
-  fit::SearchKernel<T> const fit::search_kernels_32<T>[7] = ORV_TABLE(t, 32);                                \
+  fit::SearchKernel<T> fit::search_kernel_32<T>(int32_t method) {                                            \
+    return t##_kernels_32[method];                                                                           \
+  }                                                                                                          \
   ORV_EXPORT int32_t orv_df_kernel_##t##DFSearch1D(                                                          \
       const DFTask* task, int64_t, int64_t count, const T* sites, int64_t site_hint, const T* data_hint,     \
       void* cells, t##DFSearchCallback callback, void* parameter, const DFThreader* threader) {              \

@@ -13,9 +13,9 @@ using SearchKernel = int32_t (*)(typename Types<T>::SearchBlock const*);
 
 // The seven kernels by method number, for each consumer.
 template <class T>
-extern SearchKernel<T> const search_kernels[7];
+SearchKernel<T> search_kernel(int32_t method);
 template <class T>
-extern SearchKernel<T> const search_kernels_32[7];
+SearchKernel<T> search_kernel_32(int32_t method);
 
 // The method for a list of sites, or DFStatusBadDataHint.
 template <class T>
