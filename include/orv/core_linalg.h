@@ -19,7 +19,7 @@ extern "C" {
 #endif
 
 /* Tridiagonal systems without pivoting: `dl` (n-1), `d` (n) and `du` (n-1) are the diagonals.
- * factor: overwrites them by the factors; `info` above 0 is the number of a pivot that is zero.
+ * factor: overwrites `d` by its factor; `info` above 0 is the number of a pivot that is zero.
  * solve: with a factor, B (n by nrhs, overwritten by X); `trans` is 'N' for A X = B, 'T' for A' X = B.
  * tsv: both; nothing is solved when a pivot is zero. */
 #define ORV_TRIDIAGONAL(t, T)                                                                                \
