@@ -1,7 +1,8 @@
-// Tridiagonal systems by LU without pivoting, for diagonally dominant matrices. Elimination runs from both ends
-// to a middle row, so that two chains of divisions overlap (twisted factorisation: H. A. van der Vorst, Parallel
-// Computing 5, 1987). The factor keeps the reciprocals of the pivots in `d` and leaves `dl` and `du`. Small
-// systems are eliminated from the top alone, where a zero pivot has the number that elimination by rows gives it.
+// Tridiagonal systems by LU without pivoting, for diagonally dominant matrices. Elimination runs from both
+// ends to a middle row, so that two chains of divisions overlap (twisted factorisation: H. A. van der Vorst,
+// Parallel Computing 5, 1987). The factor keeps the reciprocals of the pivots in `d` and leaves `dl` and
+// `du`. Small systems are eliminated from the top alone, where a zero pivot has the number that elimination
+// by rows gives it.
 #include "core/export.h"
 #include "core/flags.h"
 #include "orv/core_linalg.h"

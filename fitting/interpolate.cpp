@@ -20,14 +20,16 @@ ORV_INLINE void load_rows(double const* rows, int32_t const* pieces, __m256d (&c
   double const *r0 = rows + ptrdiff_t{Order} * pieces[0], *r1 = rows + ptrdiff_t{Order} * pieces[1],
                *r2 = rows + ptrdiff_t{Order} * pieces[2], *r3 = rows + ptrdiff_t{Order} * pieces[3];
   if constexpr (Order == 4) {
-    __m256d const a = _mm256_loadu_pd(r0), b = _mm256_loadu_pd(r1), d = _mm256_loadu_pd(r2),
-                  e = _mm256_loadu_pd(r3);
-    __m256d const ab0 = _mm256_unpacklo_pd(a, b), ab1 = _mm256_unpackhi_pd(a, b);
-    __m256d const de0 = _mm256_unpacklo_pd(d, e), de1 = _mm256_unpackhi_pd(d, e);
-    c[0] = _mm256_permute2f128_pd(ab0, de0, 0x20);
-    c[1] = _mm256_permute2f128_pd(ab1, de1, 0x20);
-    c[2] = _mm256_permute2f128_pd(ab0, de0, 0x31);
-    c[3] = _mm256_permute2f128_pd(ab1, de1, 0x31);
+    // Halves of rows side by side, so that one interleaving finishes each pair of powers.
+    auto halves = [](double const* low, double const* high) {
+      return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(low)), _mm_loadu_pd(high), 1);
+    };
+    __m256d const ab0 = halves(r0, r2), ab1 = halves(r1, r3), cd0 = halves(r0 + 2, r2 + 2),
+                  cd1 = halves(r1 + 2, r3 + 2);
+    c[0] = _mm256_unpacklo_pd(ab0, ab1);
+    c[1] = _mm256_unpackhi_pd(ab0, ab1);
+    c[2] = _mm256_unpacklo_pd(cd0, cd1);
+    c[3] = _mm256_unpackhi_pd(cd0, cd1);
   } else {
     __m256d const even = _mm256_set_m128d(_mm_loadu_pd(r2), _mm_loadu_pd(r0));
     __m256d const odd = _mm256_set_m128d(_mm_loadu_pd(r3), _mm_loadu_pd(r1));
@@ -53,6 +55,15 @@ ORV_INLINE void load_rows(float const* rows, int32_t const* pieces, __m256 (&c)[
     for (int p = 0; p < Order; ++p)
       c[p] = _mm256_setr_ps(r[0][p], r[1][p], r[2][p], r[3][p], r[4][p], r[5][p], r[6][p], r[7][p]);
   }
+}
+template <class V>
+ORV_INLINE V gather(Real<V> const* x, int32_t const* i) {
+  if constexpr (LaneInfo<V>::count == 4)
+    return _mm256_setr_pd(x[i[0]], x[i[1]], x[i[2]], x[i[3]]);
+  else if constexpr (LaneInfo<V>::count == 8)
+    return _mm256_setr_ps(x[i[0]], x[i[1]], x[i[2]], x[i[3]], x[i[4]], x[i[5]], x[i[6]], x[i[7]]);
+  else
+    return x[i[0]];
 }
 template <int Order, class T>
 ORV_INLINE void load_rows(T const* rows, int32_t const* pieces, T (&c)[Order]) {
@@ -127,7 +138,8 @@ template <class T>
 struct Group {
   int32_t count;
   T const* sites;
-  int32_t cells[group_sites];
+  void const* cells; // as the search or the caller gives them
+  bool wide;
   int32_t pieces[group_sites];
   T t[group_sites]; // distance from the left break of the piece
 };
@@ -176,10 +188,11 @@ class Interpolation {
  private:
   int32_t run_group(int64_t from, int32_t count, int64_t& running, T* buffer) const {
     T room[group_sites];
+    int64_t cell_room[group_sites];
     Group<T> group;
     group.count = count;
     group.sites = list.at(from, count, room);
-    if (int32_t const status = find_cells(group, from, running); status < 0) return status;
+    if (int32_t const status = find_cells(group, from, running, cell_room); status < 0) return status;
     if (callbacks.any()) return run_lists(group, from, buffer);
     prepare(group);
     if (!buffered()) return evaluate(group, results + from * request.size(), sites * request.size());
@@ -188,35 +201,45 @@ class Interpolation {
     return status;
   }
 
-  int32_t find_cells(Group<T>& group, int64_t from, int64_t& running) const {
-    int32_t const n = partition.n;
-    int64_t own[group_sites];
+  int32_t find_cells(Group<T>& group, int64_t from, int64_t& running, int64_t* room) const {
     size_t const width = wide ? sizeof(int64_t) : sizeof(int32_t);
     void* found = cells_in || cells_out ? static_cast<char*>(cells) + static_cast<size_t>(from) * width
-                                        : static_cast<void*>(own);
-    if (!cells_in) {
-      auto block = constants;
-      block.siteCount = group.count;
-      block.sites = group.sites;
-      block.cells = found;
-      block.runningCell = &running;
-      if (int32_t const status = search_kernel_32<T>(method)(&block); status < 0) return status;
-    }
-    for (int32_t i = 0; i < group.count; ++i) group.cells[i] = cell_at(found, i, wide, n);
-    return DFStatusOk;
+                                        : static_cast<void*>(room);
+    group.cells = found;
+    group.wide = wide;
+    if (cells_in) return DFStatusOk;
+    auto block = constants;
+    block.siteCount = group.count;
+    block.sites = group.sites;
+    block.cells = found;
+    block.runningCell = &running;
+    return search_kernel_32<T>(method)(&block);
   }
 
   // Pieces and distances from their breaks.
   void prepare(Group<T>& group) const {
     int32_t const n = partition.n;
-    for (int32_t i = 0; i < group.count; ++i) group.pieces[i] = piece_of(group.cells[i], n);
+    int32_t i = 0;
+    if (!group.wide) {
+      __m256i const one = _mm256_set1_epi32(1), last = _mm256_set1_epi32(n - 1);
+      for (; i + 8 <= group.count; i += 8) {
+        auto const* from = static_cast<int32_t const*>(group.cells) + i;
+        __m256i const cell = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(from));
+        __m256i const limited = _mm256_min_epi32(_mm256_max_epi32(cell, one), last);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(group.pieces + i), _mm256_sub_epi32(limited, one));
+      }
+    }
+    for (; i < group.count; ++i) group.pieces[i] = piece_of(cell_at(group.cells, i, group.wide, n), n);
     if (kind == Kind::QuadraticKnots)
-      for (int32_t i = 0; i < group.count; ++i)
-        group.pieces[i] += group.sites[i] >= knots.at(group.pieces[i] + 1);
+      for (i = 0; i < group.count; ++i) group.pieces[i] += group.sites[i] >= knots.at(group.pieces[i] + 1);
     if (partition.even) {
-      for (int32_t i = 0; i < group.count; ++i) group.t[i] = group.sites[i] - partition.at(group.pieces[i]);
+      for (i = 0; i < group.count; ++i) group.t[i] = group.sites[i] - partition.at(group.pieces[i]);
     } else {
-      for (int32_t i = 0; i < group.count; ++i) group.t[i] = group.sites[i] - partition.x[group.pieces[i]];
+      T const* const x = partition.x;
+      for_lanes<T>(0, group.count, [&](auto lane, ptrdiff_t k) {
+        using V = decltype(lane);
+        store(group.t + k, load<V>(group.sites + k) - gather<V>(x, group.pieces + k));
+      });
     }
   }
 
@@ -333,7 +356,7 @@ class Interpolation {
 
   // The index of the value at a site, -1 for a look-up that finds none.
   int32_t value_index(Group<T> const& group, int32_t i) const {
-    int32_t const n = partition.n, cell = group.cells[i], p = group.pieces[i];
+    int32_t const n = partition.n, cell = cell_at(group.cells, i, group.wide, n), p = group.pieces[i];
     T const site = group.sites[i];
     if (kind == Kind::StepRight) return p + (site == partition.last());
     if (kind == Kind::StepLeft) return p + (cell > 0 && site != partition.at(p));
@@ -350,13 +373,16 @@ class Interpolation {
     auto side_of = [&](T site) { return site < partition.first() ? 0 : site > partition.last() ? 2 : 1; };
     for (int side = 0; side < 3; ++side) {
       T chosen[group_sites];
+      int64_t chosen_cells[group_sites];
       int32_t places[group_sites];
       Group<T> part;
       part.count = 0;
       part.sites = chosen;
+      part.cells = chosen_cells;
+      part.wide = true;
       for (int32_t i = 0; i < group.count; ++i) {
         if (side_of(group.sites[i]) != side) continue;
-        part.cells[part.count] = group.cells[i];
+        chosen_cells[part.count] = cell_at(group.cells, i, group.wide, partition.n);
         places[part.count] = i;
         chosen[part.count++] = group.sites[i];
       }
@@ -370,9 +396,7 @@ class Interpolation {
       if (callback) {
         std::memset(buffer, 0, static_cast<size_t>(each * task.functionCount) * sizeof(T));
         int64_t const count = part.count;
-        int64_t wide_cells[group_sites];
-        for (int32_t i = 0; i < part.count; ++i) wide_cells[i] = part.cells[i];
-        status = callback(&count, wide_cells, chosen, buffer, parameter, nullptr);
+        status = callback(&count, chosen_cells, chosen, buffer, parameter, nullptr);
         note_call(from / group_sites * 3 + side, status);
       } else {
         prepare(part);

@@ -124,7 +124,14 @@ ORV_INLINE int bits_not_above(__m256 a, __m256 b) {
 ORV_INLINE int bits_less(__m256d a, __m256d b) { return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_LT_OQ)); }
 ORV_INLINE int bits_less(__m256 a, __m256 b) { return _mm256_movemask_ps(_mm256_cmp_ps(a, b, _CMP_LT_OQ)); }
 
+ORV_INLINE double truncated(double v) { return __builtin_trunc(v); }
+ORV_INLINE float truncated(float v) { return __builtin_truncf(v); }
+ORV_INLINE __m256d truncated(__m256d v) { return _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+ORV_INLINE __m256 truncated(__m256 v) { return _mm256_round_ps(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+
 // Truncated to 32-bit integers; the lanes must be in range.
+ORV_INLINE void store_truncated(int32_t* p, double v) { *p = static_cast<int32_t>(v); }
+ORV_INLINE void store_truncated(int32_t* p, float v) { *p = static_cast<int32_t>(v); }
 ORV_INLINE void store_truncated(int32_t* p, __m256d v) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvttpd_epi32(v));
 }

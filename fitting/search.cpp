@@ -12,7 +12,8 @@
 namespace orv::fitting {
 namespace {
 
-constexpr int group_sites = 16;
+constexpr int small_group = 16; // also the longest partition that is counted as a whole
+constexpr int large_group = 64; // where the breaks are beyond the nearest cache, more loads go side by side
 constexpr int32_t counted_at_once = 8;
 
 // How many of the eight breaks at x are not right of the site.
@@ -29,13 +30,13 @@ ORV_INLINE int32_t count_not_right(T const* x, T site) {
 template <class T>
 class Locator {
  public:
-  explicit Locator(DFTask const& task)
+  Locator(DFTask const& task, bool indexed)
       : x_(breaks<T>(task)), n_(break_count(task)), last_(x_[n_ - 1]),
-        pairs_(task.breakHint == DFQuasiUniform ? nullptr : task.cellIndex),
-        slots_(static_cast<int32_t>(task.indexSlots)), scale_(index_scale<T>(task)) {
-    if (n_ > group_sites) return;
+        pairs_(indexed ? task.cellIndex : nullptr), slots_(static_cast<int32_t>(task.indexSlots)),
+        scale_(index_scale<T>(task)) {
+    if (n_ > small_group) return;
     // A short partition is counted as a whole, padded by what is right of every site.
-    for (int32_t i = 0; i < group_sites; ++i) short_[i] = i < n_ ? x_[i] : std::numeric_limits<T>::infinity();
+    for (int32_t i = 0; i < small_group; ++i) short_[i] = i < n_ ? x_[i] : std::numeric_limits<T>::infinity();
     x_ = short_;
   }
 
@@ -43,18 +44,23 @@ class Locator {
   // found. The window of candidates begins `back` breaks before it.
   void locate(T const* sites, int64_t count, int32_t* cells, int32_t& near, int32_t back) const {
     int64_t i = 0;
-    for (; i + group_sites <= count; i += group_sites) group(sites + i, cells + i, near, back);
+    if (n_ > 4096)
+      for (; i + large_group <= count; i += large_group) group<large_group>(sites + i, cells + i, near, back);
+    for (; i + small_group <= count; i += small_group) group<small_group>(sites + i, cells + i, near, back);
     if (i == count) return;
-    T rest[group_sites];
-    int32_t found[group_sites];
-    for (int64_t k = 0; k < group_sites; ++k) rest[k] = sites[i + k < count ? i + k : i];
-    group(rest, found, near, back);
+    T rest[small_group];
+    int32_t found[small_group];
+    for (int64_t k = 0; k < small_group; ++k) rest[k] = sites[i + k < count ? i + k : i];
+    group<small_group>(rest, found, near, back);
     for (int64_t k = 0; i + k < count; ++k) cells[i + k] = found[k];
   }
 
  private:
-  static constexpr int32_t window = 32;
+  // Candidates around a near cell, for small and large groups.
+  template <int group_sites>
+  static constexpr int32_t window = 2 * group_sites;
 
+  template <int group_sites>
   static bool all_inside(T const* sites, T low, T high) {
     using V = Vector<T>;
     constexpr int lanes = LaneInfo<V>::count;
@@ -66,36 +72,39 @@ class Locator {
     return inside == (1 << lanes) - 1;
   }
 
+  template <int group_sites>
   void group(T const* sites, int32_t* cells, int32_t& near, int32_t back) const {
     using V = Vector<T>;
-    if (n_ > group_sites) {
+    if (n_ > small_group) {
       if (near > 0 && near < n_) {
-        int32_t const to = std::min(near + window - back, n_ - 1);
+        int32_t const to = std::min(near + window<group_sites> - back, n_ - 1);
         int32_t const from = std::max(near - 1 - back, 0);
-        if (all_inside(sites, x_[from], x_[to])) {
-          if (all_inside(sites, x_[near - 1], x_[near])) {
+        if (all_inside<group_sites>(sites, x_[from], x_[to])) {
+          if (all_inside<group_sites>(sites, x_[near - 1], x_[near])) {
             for (int k = 0; k < group_sites; ++k) cells[k] = near;
             return;
           }
           for (int k = 0; k < group_sites; ++k) cells[k] = from + 1;
-          narrow(sites, cells, to - from - 1);
+          narrow<group_sites>(sites, cells, to - from - 1);
           near = cells[group_sites - 1];
           return;
         }
       }
-      narrow(sites, cells, pairs_ ? index_candidates(sites, cells) : all_candidates(cells));
+      narrow<group_sites>(sites, cells,
+                          pairs_ ? index_candidates<group_sites>(sites, cells)
+                                 : all_candidates<group_sites>(cells));
     } else {
       for (int k = 0; k < group_sites; ++k)
         cells[k] = count_not_right(x_, sites[k]) + count_not_right(x_ + counted_at_once, sites[k]);
     }
     constexpr int lanes = LaneInfo<V>::count;
-    unsigned right = 0;
+    uint64_t right = 0;
     for (int k = 0; k < group_sites; k += lanes)
-      right |= static_cast<unsigned>(~bits_less(load<V>(sites + k), broadcast<V>(last_)) & ((1 << lanes) - 1))
+      right |= static_cast<uint64_t>(~bits_less(load<V>(sites + k), broadcast<V>(last_)) & ((1 << lanes) - 1))
                << k;
     // The last break and what is right of it, with NaN.
     for (; right != 0; right &= right - 1) {
-      int const k = __builtin_ctz(right);
+      int const k = __builtin_ctzll(right);
       cells[k] = sites[k] == last_ ? n_ - 1 : n_;
     }
     near = cells[group_sites - 1];
@@ -103,6 +112,7 @@ class Locator {
 
   // Candidates of each site by the cell index: sets the number of breaks that are surely not right of it, and
   // returns how many more there may be at most.
+  template <int group_sites>
   int32_t index_candidates(T const* sites, int32_t* cells) const {
     using V = Vector<T>;
     V const first = broadcast<V>(x_[0]), scale = broadcast<V>(scale_), zero = broadcast<V>(0);
@@ -122,11 +132,13 @@ class Locator {
     return most;
   }
 
+  template <int group_sites>
   int32_t all_candidates(int32_t* cells) const {
     for (int k = 0; k < group_sites; ++k) cells[k] = 0;
     return n_;
   }
 
+  template <int group_sites>
   void narrow(T const* sites, int32_t* cells, int32_t candidates) const {
     int32_t length = std::min(candidates, n_);
     for (int k = 0; k < group_sites; ++k) cells[k] = std::max(std::min(cells[k], n_ - length), 0);
@@ -148,7 +160,7 @@ class Locator {
   int32_t const (*pairs_)[2];
   int32_t slots_;
   T scale_;
-  T short_[group_sites];
+  T short_[small_group];
 };
 
 // The cell of a site from a guess, break by break.
@@ -165,38 +177,34 @@ int32_t walk(T const* x, int32_t n, T site, int32_t guess) {
   return g;
 }
 
-// Guesses on an even partition, limited while they are reals: trunc(scale (site - first)) + 1 from 1 to n.
+// Guesses on an even partition, limited while they are reals: trunc(scale (site - first)) + 1 from 1 to n -
+// 1; n for sites right of the last break and NaN, n - 1 for the last break, 0 left of the first. Rounding of
+// the scale moves no site across an end.
 template <class T>
-void even_guesses(T const* sites, int64_t count, T first, T scale, int32_t n, int32_t* cells) {
-  // The largest real of the type below 2^31 bounds what converts.
-  T const limit =
-      std::min(static_cast<T>(n - 1), std::is_same_v<T, float> ? T(2147483520.0f) : T(2147483646.0));
+void even_cells(T const* sites, int64_t count, T first, T last, T scale, int32_t n, int32_t* cells) {
+  // What a float cannot count has few distinct sites anyway; the largest float below 2^31 bounds what
+  // converts.
+  T const top = std::is_same_v<T, float> ? std::min(static_cast<T>(n), T(2147483520.0f)) : static_cast<T>(n);
+  T const inner_top = std::min(static_cast<T>(n - 1), top);
   for_lanes<T>(0, static_cast<ptrdiff_t>(count), [&](auto lane, ptrdiff_t i) {
     using V = decltype(lane);
-    V const q = (load<V>(sites + i) - broadcast<V>(first)) * broadcast<V>(scale);
-    V const low = if_less(broadcast<V>(0), q, q, broadcast<V>(0));
-    V const in_range = if_less(low, broadcast<V>(limit), low, broadcast<V>(limit));
-    if constexpr (LaneInfo<V>::count > 1)
-      store_truncated(cells + i, in_range);
-    else
-      cells[i] = static_cast<int32_t>(in_range);
+    V const s = load<V>(sites + i), zero = broadcast<V>(0), one = broadcast<V>(1),
+            inner = broadcast<V>(inner_top);
+    V const q = truncated((s - broadcast<V>(first)) * broadcast<V>(scale)) + one;
+    V const low = if_less(one, q, q, one);
+    V const guess = if_less(low, inner, low, inner);
+    V const outer = if_not_above(s, broadcast<V>(last), inner, broadcast<V>(top));
+    V const cell = if_less(s, broadcast<V>(last), guess, outer);
+    store_truncated(cells + i, if_less(s, broadcast<V>(first), zero, cell));
   });
-  for (int64_t i = 0; i < count; ++i) cells[i] = std::min(cells[i], n - 1) + 1;
+  if constexpr (std::is_same_v<T, float>)
+    for (int64_t i = 0; i < count; ++i) cells[i] = std::min(cells[i], sites[i] <= last ? n - 1 : n);
 }
 
 template <class T>
 void uniform(typename Types<T>::SearchBlock const& block, T const* sites, int64_t count, int32_t* cells) {
-  T const first = first_break<T>(*block.task), last = last_break<T>(*block.task);
-  int32_t const n = break_count(*block.task);
-  even_guesses(sites, count, first, block.scale, n, cells);
-  // Rounding of the scale moves no site across an end.
-  for (int64_t i = 0; i < count; ++i) {
-    T const s = sites[i];
-    int32_t const inner = std::min(cells[i], n - 1);
-    int32_t const outer = s == last ? n - 1 : n;
-    int32_t const cell = s < last ? inner : outer;
-    cells[i] = s < first ? 0 : cell;
-  }
+  even_cells(sites, count, first_break<T>(*block.task), last_break<T>(*block.task), block.scale,
+             break_count(*block.task), cells);
 }
 
 template <class T>
@@ -208,12 +216,8 @@ int32_t quasi_uniform_kernel(typename Types<T>::SearchBlock const* block) {
   for (int64_t from = 0; from < block->siteCount; from += at_once) {
     T const* sites = block->sites + from;
     int64_t const count = std::min(at_once, block->siteCount - from);
-    even_guesses(sites, count, x[0], block->scale, n, cells + from);
-    for (int64_t i = 0; i < count; ++i) {
-      // A NaN is right of everything, whatever its guess.
-      int32_t const guess = sites[i] == sites[i] ? cells[from + i] : n;
-      cells[from + i] = walk(x, n, sites[i], guess);
-    }
+    even_cells(sites, count, x[0], x[n - 1], block->scale, n, cells + from);
+    for (int64_t i = 0; i < count; ++i) cells[from + i] = walk(x, n, sites[i], cells[from + i]);
   }
   return DFStatusOk;
 }
@@ -224,12 +228,14 @@ int32_t uniform_kernel(typename Types<T>::SearchBlock const* block) {
   return DFStatusOk;
 }
 
-template <class T>
-int32_t sorted_kernel(typename Types<T>::SearchBlock const* block) {
+// Sorted and hybrid search: both look near the last cell first. A list that is not sorted costs them one
+// compare for each group.
+template <class T, bool Indexed>
+int32_t near_kernel(typename Types<T>::SearchBlock const* block) {
   int64_t fresh = 0;
   int64_t& running = block->runningCell ? *block->runningCell : fresh;
   auto near = static_cast<int32_t>(running);
-  Locator<T>(*block->task)
+  Locator<T>(*block->task, Indexed)
       .locate(block->sites, block->siteCount, static_cast<int32_t*>(block->cells), near, 0);
   running = near;
   return DFStatusOk;
@@ -237,21 +243,13 @@ int32_t sorted_kernel(typename Types<T>::SearchBlock const* block) {
 
 template <class T>
 int32_t peak_kernel(typename Types<T>::SearchBlock const* block) {
-  Locator<T> const locator(*block->task);
+  Locator<T> const locator(*block->task, true);
   // Every group starts from the peak, with candidates on both sides of it.
-  for (int64_t from = 0; from < block->siteCount; from += group_sites) {
+  for (int64_t from = 0; from < block->siteCount; from += small_group) {
     auto near = static_cast<int32_t>(block->peak);
-    locator.locate(block->sites + from, std::min<int64_t>(group_sites, block->siteCount - from),
-                   static_cast<int32_t*>(block->cells) + from, near, group_sites);
+    locator.locate(block->sites + from, std::min<int64_t>(small_group, block->siteCount - from),
+                   static_cast<int32_t*>(block->cells) + from, near, small_group);
   }
-  return DFStatusOk;
-}
-
-template <class T>
-int32_t hybrid_kernel(typename Types<T>::SearchBlock const* block) {
-  int32_t near = 0;
-  Locator<T>(*block->task)
-      .locate(block->sites, block->siteCount, static_cast<int32_t*>(block->cells), near, 0);
   return DFStatusOk;
 }
 
@@ -406,9 +404,9 @@ namespace fit = orv::fitting;
 #define ORV_TWIN(t, T)                                                                                       \
   ORV_KERNEL(t, T, Uniform, uniform_kernel<T>)                                                               \
   ORV_KERNEL(t, T, QuasiUniform, quasi_uniform_kernel<T>)                                                    \
-  ORV_KERNEL(t, T, Sorted, sorted_kernel<T>)                                                                 \
+  ORV_KERNEL(t, T, Sorted, near_kernel<T, false>)                                                            \
   ORV_KERNEL(t, T, Peak, peak_kernel<T>)                                                                     \
-  ORV_KERNEL(t, T, Hybrid, hybrid_kernel<T>)                                                                 \
+  ORV_KERNEL(t, T, Hybrid, near_kernel<T, true>)                                                             \
   ORV_KERNEL(t, T, UserDef, user_kernel<T, false>)                                                           \
   ORV_KERNEL(t, T, UniUserDef, user_kernel<T, true>)                                                         \
   static fit::SearchKernel<T> const t##_kernels[7] = ORV_TABLE(t, );                                         \

@@ -182,7 +182,7 @@ typedef struct DFThreader {
     ORV_DF_ALIGN8 int64_t siteCount;                                                                         \
     const T* sites;                                                                                          \
     void* cells;            /* 32-bit integers; 64-bit if the task is wide and a callback searches */        \
-    int64_t* runningCell;   /* sorted: carried from block to block, 0 at first */                            \
+    int64_t* runningCell;   /* carried from block to block, 0 at first; may be null */                            \
     ORV_DF_ALIGN8 int64_t peak; /* peak search: index of the break */                                        \
     T scale;                /* cells per unit length (uniform, quasi-uniform) */                             \
     t##DFSearchCallback callback;                                                                            \
