@@ -197,8 +197,9 @@ void even_cells(T const* sites, int64_t count, T first, T last, T scale, int32_t
     V const cell = if_less(s, broadcast<V>(last), guess, outer);
     store_truncated(cells + i, if_less(s, broadcast<V>(first), zero, cell));
   });
-  if constexpr (std::is_same_v<T, float>)
-    for (int64_t i = 0; i < count; ++i) cells[i] = std::min(cells[i], sites[i] <= last ? n - 1 : n);
+  if (std::is_same_v<T, float> && n > 1 << 24)
+    for (int64_t i = 0; i < count; ++i)
+      cells[i] = sites[i] < last ? std::min(cells[i], n - 1) : sites[i] == last ? n - 1 : n;
 }
 
 template <class T>

@@ -107,13 +107,18 @@ std::vector<Quad> local_by_definition(Problem const& p) {
     case Scheme::Akima:
       m[i] = weighted(change(i == 1 ? 1 : i - 1), change(i + 1 == n - 1 ? i : i + 1), s[i - 1], s[i]);
       break;
-    case Scheme::Bessel: m[i] = bessel; break;
+    case Scheme::Bessel:
+      m[i] = bessel;
+      break;
     case Scheme::Hyman: {
       Quad const limit = 3 * std::min(magnitude(s[i - 1]), magnitude(s[i]));
-      m[i] = s[i - 1] * s[i] <= 0 ? Quad(0) : bessel < 0 ? -std::min(-bessel, limit) : std::min(bessel, limit);
+      m[i] = s[i - 1] * s[i] <= 0 ? Quad(0)
+             : bessel < 0         ? -std::min(-bessel, limit)
+                                  : std::min(bessel, limit);
       break;
     }
-    default: m[i] = p.inner[i - 1];
+    default:
+      m[i] = p.inner[i - 1];
     }
   }
   if (p.bound == DFBoundPeriodic) {
@@ -160,11 +165,13 @@ double error_in_ulps(T const* got, std::vector<Quad> const& want) {
     top = std::max(top, magnitude(want[i]));
   }
   T const largest = static_cast<T>(top);
-  return static_cast<double>(worst / Quad(std::nextafter(largest, std::numeric_limits<T>::infinity()) - largest));
+  return static_cast<double>(worst /
+                             Quad(std::nextafter(largest, std::numeric_limits<T>::infinity()) - largest));
 }
 // The same cell by cell, with every coefficient weighed by its power of the cell's width.
 template <class T>
-double cell_error_in_ulps(T const* got, std::vector<Quad> const& want, std::vector<Quad> const& h, size_t order) {
+double cell_error_in_ulps(T const* got, std::vector<Quad> const& want, std::vector<Quad> const& h,
+                          size_t order) {
   double worst = 0;
   for (size_t i = 0; i * order < want.size(); ++i) {
     Quad error = 0, top = 0, scale = 1;
@@ -191,8 +198,8 @@ TYPED_TEST(Construction, CubicsMeetTheirDefinition) {
   using T = TypeParam;
   std::mt19937_64 g(7);
   std::map<std::pair<Scheme, Shape>, std::pair<double, double>> worst;
-  for (Scheme const scheme : {Scheme::Natural, Scheme::Akima, Scheme::Bessel, Scheme::Hyman, Scheme::Hermite,
-                              Scheme::Second})
+  for (Scheme const scheme :
+       {Scheme::Natural, Scheme::Akima, Scheme::Bessel, Scheme::Hyman, Scheme::Hermite, Scheme::Second})
     for (Shape const shape : {Shape::Even, Shape::Random, Shape::Hard})
       for (int64_t const bound : {0, 1, 2, 12, 36, 24, 48, 64})
         for (int const n : {minimum<T>(scheme), 6, 9, 21}) {
@@ -212,10 +219,13 @@ TYPED_TEST(Construction, CubicsMeetTheirDefinition) {
           ASSERT_EQ(entry<T>(scheme)(task.task, 0, 0, &serial), 0) << scheme_names[static_cast<int>(scheme)];
           double const e = error_in_ulps(task.row(0), want);
           double const c = cell_error_in_ulps(task.row(0), want, cell_widths(problem.x), 4);
-          // Where widths differ by H / h, c and d of a narrow cell are differences of slopes that agree to h / H,
-          // so the cell's values are what stays accurate; the end rule of not-a-knot divides by h once more.
+          // Where widths differ by H / h, c and d of a narrow cell are differences of slopes that agree to h
+          // / H, so the cell's values are what stays accurate; the end rule of not-a-knot divides by h once
+          // more.
           bool const hard = shape == Shape::Hard;
-          EXPECT_LT(hard ? c : e, !hard ? 60 : bound == 1 ? 1e6 : 1000)
+          EXPECT_LT(hard ? c : e, !hard        ? 60
+                                  : bound == 1 ? 1e6
+                                               : 1000)
               << scheme_names[static_cast<int>(scheme)] << " bound " << bound << " n " << n << " shape "
               << static_cast<int>(shape);
           auto& w = worst[{scheme, shape}];
@@ -262,7 +272,7 @@ TYPED_TEST(Construction, QuadraticsMeetTheirDefinition) {
       std::vector<T> const ends{given[1], given[static_cast<size_t>(n - 1)]};
       auto const bound_values = random_values<T>(2, g);
       for (int64_t const bound : {12, 36, 24, 48})
-        for (int const kind : {0, 1, 2}) { // knots in the middle, given, evenly spaced
+        for (int const kind : {0, 1, 2}) {             // knots in the middle, given, evenly spaced
           if (kind == 2 && (n < 3 || !even)) continue; // evenly spaced ones fit an even partition only
           std::vector<Quad> t(static_cast<size_t>(n + 1));
           for (int k = 1; k < n; ++k) {
@@ -278,8 +288,10 @@ TYPED_TEST(Construction, QuadraticsMeetTheirDefinition) {
             for (int r = 0; r < 2; ++r) d.equal(k - 1, t[k], k, t[k], r);
           d.value(0, first_left(bound) ? 1 : 2, xs[0], bound_values[0]);
           d.value(last, first_right(bound) ? 1 : 2, xs[last], bound_values[1]);
-          // A null array of knots is not for the spline edit, which wants one for a type; it comes by pointer.
-          task.spline(3, 1, bound, bound_values.data(), kind == 2 ? 12 : 8, kind == 2 ? ends.data() : given.data());
+          // A null array of knots is not for the spline edit, which wants one for a type; it comes by
+          // pointer.
+          task.spline(3, 1, bound, bound_values.data(), kind == 2 ? 12 : 8,
+                      kind == 2 ? ends.data() : given.data());
           if (kind == 0) task.task->innerCond = nullptr;
           ASSERT_EQ(Entries<T>::quadratic(task.task, 0, 0, &serial), 0);
           double const e = error_in_ulps(task.row(0), d.solve());
@@ -304,7 +316,9 @@ TYPED_TEST(Construction, PolynomialsAreReproduced) {
       auto x = partition<T>(shape, n, g, 0);
       for (auto& e : x) e /= x.back();
       auto f = [](T v, int degree) {
-        return degree == 1 ? T(2) - 3 * v : degree == 2 ? T(1) + v * (T(2) - 3 * v) : T(1) + v * (T(-2) + v * (1 + v));
+        return degree == 1   ? T(2) - 3 * v
+               : degree == 2 ? T(1) + v * (T(2) - 3 * v)
+                             : T(1) + v * (T(-2) + v * (1 + v));
       };
       struct Case {
         Scheme scheme;
@@ -337,7 +351,8 @@ TYPED_TEST(Construction, DerivativesAreContinuousAndHymanIsMonotone) {
   auto y = random_values<T>(static_cast<size_t>(n), g);
   auto const inner = random_values<T>(static_cast<size_t>(n - 2), g);
   Task<T> task(x, y);
-  for (Scheme const scheme : {Scheme::Natural, Scheme::Akima, Scheme::Bessel, Scheme::Hyman, Scheme::Hermite}) {
+  for (Scheme const scheme :
+       {Scheme::Natural, Scheme::Akima, Scheme::Bessel, Scheme::Hyman, Scheme::Hermite}) {
     bool const takes_inner = scheme == Scheme::Hermite;
     task.spline(4, 5, DFBoundFreeEnd, nullptr, takes_inner, takes_inner ? inner.data() : nullptr);
     ASSERT_EQ(entry<T>(scheme)(task.task, 0, 0, &serial), 0);
@@ -380,7 +395,8 @@ TYPED_TEST(Construction, LayoutsAndThreadsGiveTheSameBits) {
         T const given[] = {T(0.5), T(-0.25)};
         int64_t const hint = shape == Shape::Even ? DFUniform : DFNonUniform;
         Task<T> rows(x, y, functions, hint), interleaved(x, y, functions, hint, DFInterleaved);
-        for (Construct<T> const build : {E::natural, E::akima, E::bessel, E::hyman, E::hermite, E::second, E::linear}) {
+        for (Construct<T> const build :
+             {E::natural, E::akima, E::bessel, E::hyman, E::hermite, E::second, E::linear}) {
           bool const takes_inner = build == E::hermite || build == E::second;
           int const order = build == E::linear ? 2 : 4;
           for (Task<T>* t : {&rows, &interleaved})
@@ -394,7 +410,8 @@ TYPED_TEST(Construction, LayoutsAndThreadsGiveTheSameBits) {
           ASSERT_EQ(build(alone.task, 0, 0, &serial), 0);
           auto const cells = static_cast<size_t>(order * (n - 1));
           ASSERT_EQ(std::memcmp(alone.row(0), rows.row(1), cells * sizeof(T)), 0);
-          for (size_t i = cells; i < alone.coefficients.size(); ++i) ASSERT_EQ(alone.coefficients[i], T(-777));
+          for (size_t i = cells; i < alone.coefficients.size(); ++i)
+            ASSERT_EQ(alone.coefficients[i], T(-777));
         }
       }
 }

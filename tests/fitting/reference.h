@@ -1,6 +1,6 @@
 // Splines by their definition in quadruple precision: every piece is a polynomial in u = t / h with unknown
-// coefficients, each condition (a value, a continuity, an end condition) is one linear equation, and the whole
-// system is solved with pivoting. Nothing here knows how the library forms slopes.
+// coefficients, each condition (a value, a continuity, an end condition) is one linear equation, and the
+// whole system is solved with pivoting. Nothing here knows how the library forms slopes.
 #pragma once
 #include <algorithm>
 #include <cstddef>
@@ -14,7 +14,7 @@ inline Quad magnitude(Quad v) { return v < 0 ? -v : v; }
 
 // A x = b by elimination with row pivoting; equations are appended one by one.
 class Equations {
-public:
+ public:
   explicit Equations(size_t unknowns) : unknowns_(unknowns) {}
   // The next equation: coefficients are set in the returned row, whose last element is the right side.
   std::vector<Quad>& add() {
@@ -50,16 +50,17 @@ public:
     return x;
   }
 
-private:
+ private:
   size_t unknowns_;
   std::vector<std::vector<Quad>> rows_;
 };
 
 // Pieces of `order` coefficients with an origin and a unit of length each.
 class Definition {
-public:
+ public:
   Definition(size_t order, std::vector<Quad> origins, std::vector<Quad> units)
-      : order_(order), origins_(std::move(origins)), units_(std::move(units)), system_(order * origins_.size()) {}
+      : order_(order), origins_(std::move(origins)), units_(std::move(units)),
+        system_(order * origins_.size()) {}
 
   // Adds factor * (derivative r of piece p at x) to an equation.
   void term(std::vector<Quad>& row, size_t p, int r, Quad x, Quad factor) const {
@@ -91,7 +92,7 @@ public:
     return c;
   }
 
-private:
+ private:
   size_t order_;
   std::vector<Quad> origins_, units_;
   Equations system_;

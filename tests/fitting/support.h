@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -83,7 +84,7 @@ inline DFThreader const parallel = threads<3>();
 // An array whose end meets a page that must not be touched (or its beginning, for `front`).
 template <class T>
 class Guarded {
-public:
+ public:
   explicit Guarded(std::vector<T> const& values, bool front = false) {
     size_t const page = 4096, bytes = values.size() * sizeof(T);
     size_ = (bytes + page - 1) / page * page + 2 * page;
@@ -97,7 +98,7 @@ public:
   Guarded& operator=(Guarded const&) = delete;
   T* get() const { return data_; }
 
-private:
+ private:
   char* base_;
   size_t size_;
   T* data_;
@@ -153,8 +154,8 @@ struct Task {
   Task(Task const&) = delete;
   Task& operator=(Task const&) = delete;
 
-  Task& spline(int64_t order, int64_t type, int64_t bound, T const* bound_values = nullptr, int64_t inner_type = 0,
-               T const* inner = nullptr) {
+  Task& spline(int64_t order, int64_t type, int64_t bound, T const* bound_values = nullptr,
+               int64_t inner_type = 0, T const* inner = nullptr) {
     coefficients.assign(static_cast<size_t>(order * n * functions), T(-777));
     EXPECT_EQ(E::edit_spline(task, order, type, bound, bound_values, inner_type, inner,
                              functions ? coefficients.data() : nullptr, DFRows),
@@ -168,17 +169,18 @@ struct Task {
     auto const q = std::max<int64_t>(std::count(orders.begin(), orders.end(), 1), 1);
     std::vector<T> r(sites.size() * static_cast<size_t>(functions * q));
     EXPECT_EQ(E::interpolate(task, 1, 0, static_cast<int64_t>(sites.size()), sites.data(), site_hint,
-                             static_cast<int64_t>(orders.size()), orders.data(), nullptr, r.data(), layout, nullptr,
-                             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, threader),
+                             static_cast<int64_t>(orders.size()), orders.data(), nullptr, r.data(), layout,
+                             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             threader),
               0);
     return r;
   }
   std::vector<T> integrals(std::vector<T> const& a, std::vector<T> const& b, int64_t layout = 16,
                            DFThreader const* threader = &serial) const {
     std::vector<T> r(a.size() * static_cast<size_t>(functions));
-    EXPECT_EQ(E::integrate(task, 0, static_cast<int64_t>(a.size()), a.data(), 0, b.data(), 0, nullptr, nullptr,
-                           r.data(), layout, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                           threader),
+    EXPECT_EQ(E::integrate(task, 0, static_cast<int64_t>(a.size()), a.data(), 0, b.data(), 0, nullptr,
+                           nullptr, r.data(), layout, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                           nullptr, nullptr, threader),
               0);
     return r;
   }
