@@ -63,6 +63,7 @@ constexpr Mt2203Member mt2203_members[] = {
 #include "streams/mt2203_params.inc"
 };
 constexpr uint32_t member_count = sizeof mt2203_members / sizeof *mt2203_members;
+static_assert(member_count == 6024);
 
 // w[N + i] for i = 0 up to count, and up to seven more.
 template <class G>
@@ -258,7 +259,7 @@ int32_t init_mt2203(int32_t method, RngStream* stream, int32_t n, void const* pa
   if (method != 0) return RnqErrBadMethod;
   uint32_t index, member;
   __rnqGetBrngBaseOffset(stream->brng, &index, &member);
-  if (member >= member_count || !mt2203_members[member].matrix_a) return RnqErrBadBrng;
+  if (member >= member_count) return RnqErrBadBrng;
   auto& s = state_of<Mt2203::State>(stream);
   seed_by_array<Mt2203>(s, n, static_cast<uint32_t const*>(params));
   auto const& m = mt2203_members[member];

@@ -53,9 +53,9 @@ BrngProperties __RegBrngsNew[512] = {
     {56, 0, 1, 4, 32, NO_BRNG},
     {48, 0, 1, 4, 32, NO_BRNG},
     {2536, 625, 1, 4, 32, BRNG(SFMT19937)},
-    {24, 1, 0, 4, 32, NO_BRNG},
-    {72, 8, 1, 4, 32, NO_BRNG},
-    {64, 8, 1, 4, 32, NO_BRNG},
+    {24, 1, 0, 4, 32, BRNG(TRNG)},
+    {72, 8, 1, 4, 32, BRNG(ARS5)},
+    {64, 8, 1, 4, 32, BRNG(PHILOX4X32X10)},
 };
 
 #define WH1 wh

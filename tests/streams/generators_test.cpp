@@ -19,6 +19,10 @@ std::vector<Seeds> seed_lists() {
                            {0x123, 0x234, 0x345, 0x456},
                            {0, 0x08000000},
                            {0, 0, 0, 0, 0, 0},
+                           {9, 8, ~0u - 5, ~0u, ~0u, 3},
+                           {9, 8, 7, 6, ~0u - 5, ~0u, 5, 9},
+                           {1, 2, ~0u - 90, ~0u, ~0u, ~0u},
+                           {1, 2, 3, 4, ~0u - 90, ~0u, ~0u, ~0u},
                            {16770647, 3}};
   for (size_t n : {249, 250, 700}) {
     Seeds s;
@@ -103,9 +107,8 @@ TEST(Generators, PublishedVectors) {
     Stream stream(g->number, seeds);
     auto words = stream.words(10001);
     size_t index;
-    uint32_t value;
-    while (in >> index >> value) {
-      EXPECT_EQ(words[index], value) << name << ' ' << index;
+    while (in >> index >> token) {
+      EXPECT_EQ(words[index], std::stoul(token, nullptr, 0)) << name << ' ' << index;
       ++count;
     }
   }
@@ -185,6 +188,32 @@ TEST(Generators, StateLayouts) {
   EXPECT_EQ(u64(40), uint64_t{mcg31.state_word(0)} * 1132489760 % 0x7FFFFFFF);
   EXPECT_EQ(u64(64), __rnqiPowMod2P31M1(1132489760, 4, 0));
   EXPECT_EQ(u64(288 + 24), __rnqiPowMod2P31M1(1132489760, 32, 0));
+}
+
+// There is no right answer, only signs that the source is used as it should be.
+TEST(Generators, HardwareNumbers) {
+  Stream s(0xE00000, {7}), zero(0xE00000, {7, 0}), three(0xE00000, {7, 3});
+  EXPECT_EQ(s.state_word(0), 0u);
+  EXPECT_EQ(s.state_word(4), 10u);
+  EXPECT_EQ(zero.state_word(4), 10u);
+  EXPECT_EQ(three.state_word(4), 3u);
+  if (!__rnqCPUisRDRAND()) {
+    uint32_t w;
+    EXPECT_EQ(s.row().generateInteger(s.p, 1, &w), RnqErrNoRdrand);
+    return;
+  }
+  auto const words = s.words(101), again = s.words(101);
+  EXPECT_NE(words, again);
+  double sum = 0;
+  for (double x : s.doubles(1000, 2, 4)) {
+    EXPECT_TRUE(x >= 2 && x <= 4);
+    sum += x;
+  }
+  EXPECT_NEAR(sum / 1000, 3, 0.2);
+  for (float x : s.singles(101, -1, 1)) EXPECT_TRUE(x >= -1 && x <= 1);
+  std::memset(s.state() + 4, 0, 4); // no attempt allowed
+  double r[2];
+  EXPECT_EQ(s.row().generateDouble(s.p, 2, r, 0, 1), RnqErrRdrandFailed);
 }
 
 } // namespace

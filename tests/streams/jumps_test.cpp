@@ -23,7 +23,7 @@ TEST(Jumps, SkippingEqualsRunning) {
                              69,    70,    250,   617,    618,      623,      624,      625,
                              1241,  1248,  2048,  2049,   19936,    19937,    19967,    19968,
                              19969, 20591, 79872, 100003, 0x3FFFFF, 0x400000, 0x400001, 0x4003FF};
-  for (int32_t number : {0x100000, 0x300000, 0x400000, 0x500000 + 7, 0x800000, 0xD00000})
+  for (int32_t number : {0x100000, 0x300000, 0x400000, 0x500000 + 7, 0x800000, 0xD00000, 0xF00000, 0x1000000})
     for (int before : {0, 6, 624})
       for (uint64_t count : counts) {
         if (count > 200000 && before != 6) continue;
@@ -39,7 +39,7 @@ TEST(Jumps, SkippingEqualsRunning) {
 
 // Long jumps: by parts and as a whole, in either order of sizes.
 TEST(Jumps, JumpsAddUp) {
-  for (int32_t number : {0x100000, 0x300000, 0x400000, 0x500000, 0x800000, 0xD00000}) {
+  for (int32_t number : {0x100000, 0x300000, 0x400000, 0x500000, 0x800000, 0xD00000, 0xF00000, 0x1000000}) {
     SCOPED_TRACE(number);
     Stream whole(number), parts(number);
     uint64_t const a = 0x123456789ABCDEF, b = 12345, c = uint64_t{1} << 62;
@@ -65,6 +65,36 @@ TEST(Jumps, LeapfrogTakesEveryOtherElement) {
         ASSERT_EQ(__rnqSkipAheadStream(far.p, 51 * uint64_t(streams) + k), RnqOk);
         EXPECT_EQ(one.words(1), far.words(1));
       }
+}
+
+TEST(Jumps, CountersOfBlocks) {
+  for (int32_t number : {0xF00000, 0x1000000}) {
+    SCOPED_TRACE(number);
+    size_t const counter = number == 0xF00000 ? 16 : 8, remaining = number == 0xF00000 ? 32 : 24;
+    Stream s(number, {});
+    for (int n : {1, 2, 3, 4}) s.words(n);
+    EXPECT_EQ(s.state_word(remaining), 2u);
+    EXPECT_EQ(s.state_word(counter), 3u);
+    Stream same(s);
+    ASSERT_EQ(__rnqSkipAheadStream(s.p, 2), RnqOk);
+    EXPECT_EQ(s.state_word(remaining), 0u);
+    EXPECT_EQ(s.state_word(counter), 3u);
+    same.words(2);
+    EXPECT_EQ(s.words(9), same.words(9));
+    // Long counts: 2^66 + 6 words are 2^64 blocks and six words; a fourth word doesn't count.
+    uint64_t const count[] = {6, 4, 0, 77};
+    Stream jumped(number, {1, 2}),
+        high(number, number == 0xF00000 ? Seeds{1, 2, 0, 0, 0, 0, 1, 0} : Seeds{1, 2, 0, 0, 1, 0});
+    ASSERT_EQ(__rnqSkipAheadStreamEx(jumped.p, 4, count), RnqOk);
+    high.words(6);
+    EXPECT_EQ(jumped.words(9), high.words(9));
+    // All the way round: 2^130 words, less the one that was drawn.
+    uint64_t const round[] = {~uint64_t{0}, ~uint64_t{0}, 3};
+    Stream a(number, {5}), b(number, {5});
+    a.words(1);
+    ASSERT_EQ(__rnqSkipAheadStreamEx(a.p, 3, round), RnqOk);
+    EXPECT_EQ(a.words(5), b.words(5));
+  }
 }
 
 TEST(Jumps, LongCountsOfMrg) {

@@ -173,6 +173,82 @@ struct Wh : Model {
   }
 };
 
+struct Philox : Model {
+  uint32_t key[2] = {}, counter[4] = {}, out[4];
+  int at = 4;
+  explicit Philox(Seeds const& s) {
+    for (size_t i = 0; i < s.size() && i < 6; ++i) (i < 2 ? key[i] : counter[i - 2]) = s[i];
+  }
+  uint64_t next() override {
+    if (at < 4) return out[at++];
+    uint32_t k0 = key[0], k1 = key[1], c[4] = {counter[0], counter[1], counter[2], counter[3]};
+    for (int round = 0; round < 10; ++round, k0 += 0x9E3779B9, k1 += 0xBB67AE85) {
+      uint64_t const p = uint64_t{0xD2511F53} * c[0], q = uint64_t{0xCD9E8D57} * c[2];
+      uint32_t const next[4] = {static_cast<uint32_t>(q >> 32) ^ c[1] ^ k0, static_cast<uint32_t>(q),
+                                static_cast<uint32_t>(p >> 32) ^ c[3] ^ k1, static_cast<uint32_t>(p)};
+      std::copy(next, next + 4, c);
+    }
+    std::copy(c, c + 4, out);
+    for (auto& word : counter)
+      if (++word) break;
+    at = 1;
+    return out[0];
+  }
+};
+
+// The rounds of AES from their definition over GF(256).
+struct Ars5 : Model {
+  uint64_t key[2] = {}, counter[2] = {};
+  uint8_t sbox[256], out[16];
+  int at = 4;
+  static uint8_t times(unsigned a, unsigned b) {
+    unsigned r = 0;
+    for (; b; b >>= 1, a = a << 1 ^ (a & 128 ? 0x11B : 0))
+      if (b & 1) r ^= a;
+    return static_cast<uint8_t>(r);
+  }
+  explicit Ars5(Seeds const& s) {
+    for (size_t i = 0; i < s.size() && i < 8; ++i)
+      (i < 4 ? key[i / 2] : counter[i / 2 - 2]) |= static_cast<uint64_t>(s[i]) << 32 * (i % 2);
+    for (unsigned x = 0; x < 256; ++x) {
+      unsigned inverse = 0;
+      for (unsigned y = 1; y < 256; ++y)
+        if (times(x, y) == 1) inverse = y;
+      unsigned r = 0x63;
+      for (int i = 0; i < 5; ++i) r ^= (inverse << i | inverse >> (8 - i)) & 255;
+      sbox[x] = static_cast<uint8_t>(r);
+    }
+  }
+  void add_key(uint64_t i) {
+    uint64_t const k[2] = {key[0] + i * 0x9E3779B97F4A7C15, key[1] + i * 0xBB67AE8584CAA73B};
+    for (int b = 0; b < 16; ++b) out[b] ^= static_cast<uint8_t>(k[b / 8] >> 8 * (b % 8));
+  }
+  uint64_t next() override {
+    if (at == 4) {
+      for (int b = 0; b < 16; ++b) out[b] = static_cast<uint8_t>(counter[b / 8] >> 8 * (b % 8));
+      add_key(0);
+      for (uint64_t round = 1; round <= 5; ++round) {
+        uint8_t s[16];
+        for (int b = 0; b < 16; ++b)
+          s[b] = sbox[out[(b + 4 * (b % 4)) % 16]]; // bytes substituted, rows shifted
+        for (int b = 0; b < 16; ++b) {
+          uint8_t const *column = s + b / 4 * 4, i = b % 4;
+          out[b] = round == 5 ? s[b]
+                              : times(column[i], 2) ^ times(column[(i + 1) % 4], 3) ^ column[(i + 2) % 4] ^
+                                    column[(i + 3) % 4];
+        }
+        add_key(round);
+      }
+      if (!++counter[0]) ++counter[1];
+      at = 0;
+    }
+    uint32_t word = 0;
+    for (int b = 0; b < 4; ++b) word |= static_cast<uint32_t>(out[4 * at + b]) << 8 * b;
+    ++at;
+    return word;
+  }
+};
+
 struct Generator {
   char const* name;
   int32_t number;
@@ -181,7 +257,9 @@ inline const Generator generators[] = {
     {"MCG31M1", 0x100000},  {"R250", 0x200000},   {"MRG32K3A", 0x300000},
     {"MCG59", 0x400000},    {"WH", 0x500000},     {"WH272", 0x500000 + 272},
     {"MT19937", 0x800000},  {"MT2203", 0x900000}, {"MT2203_6023", 0x900000 + 6023},
-    {"SFMT19937", 0xD00000}};
+    {"SFMT19937", 0xD00000},
+  {"ARS5", 0xF00000},
+  {"PHILOX4X32X10", 0x1000000}};
 
 inline std::unique_ptr<Model> make(std::string const& name, Seeds const& s) {
   if (name == "MCG31M1") return std::make_unique<Mcg31>(s);
@@ -200,6 +278,8 @@ inline std::unique_ptr<Model> make(std::string const& name, Seeds const& s) {
     return std::make_unique<Twister>(69, 34, 5, 0xAF81055F, 0xDD7EEF80, 0xEFD78000, 12, s);
   if (name == "MT2203_6023")
     return std::make_unique<Twister>(69, 34, 5, 0xE8761D4B, 0x72967680, 0xEFEB0000, 12, s);
+  if (name == "ARS5") return std::make_unique<Ars5>(s);
+  if (name == "PHILOX4X32X10") return std::make_unique<Philox>(s);
   return std::make_unique<Sfmt>(s);
 }
 
@@ -223,7 +303,8 @@ inline double as_double(std::string const& name, Model& model, double a, double 
     volatile double const product = x * ((b - a) * two32);
     return product + a;
   }
-  if (name == "SFMT19937") return std::fma((b - a) * two32, static_cast<int32_t>(w), (a + b) / 2);
+  bool const is_signed = name == "SFMT19937" || name == "ARS5" || name == "PHILOX4X32X10";
+  if (is_signed) return std::fma((b - a) * two32, static_cast<int32_t>(w), (a + b) / 2);
   return std::fma((b - a) * two32, x, a);
 }
 
@@ -247,6 +328,8 @@ inline float as_single(std::string const& name, Model& model, float a, float b) 
   if (name == "SFMT19937")
     return std::fma(static_cast<float>((db - da) * 0x1p-32), static_cast<float>(static_cast<int32_t>(w)),
                     static_cast<float>((da + db) / 2));
+  if (name == "ARS5" || name == "PHILOX4X32X10")
+    return std::fma((b - a) * 0x1p-32f, static_cast<float>(static_cast<int32_t>(w)), (a + b) / 2);
   return std::fma((b - a) * 0x1p-32f, static_cast<float>(static_cast<double>(w)), a);
 }
 

@@ -74,10 +74,11 @@ TEST(Registry, MethodsThatAGeneratorLacksSaySo) {
     int32_t number;
     bool leapfrog, skip, skip_ex;
   };
-  Case const cases[] = {{0x100000, true, true, false},   {0x200000, false, false, false},
-                        {0x300000, false, true, true},   {0x400000, true, true, false},
-                        {0x500000, true, true, false},   {0x800000, false, true, false},
-                        {0x900000, false, false, false}, {0xD00000, false, true, false}};
+  Case const cases[] = {
+      {0x100000, true, true, false},   {0x200000, false, false, false}, {0x300000, false, true, true},
+      {0x400000, true, true, false},   {0x500000, true, true, false},   {0x800000, false, true, false},
+      {0x900000, false, false, false}, {0xD00000, false, true, false},  {0xE00000, false, false, false},
+      {0xF00000, false, true, true},   {0x1000000, false, true, true}};
   for (auto const& c : cases) {
     SCOPED_TRACE(c.number);
     Stream s(c.number);
