@@ -107,7 +107,6 @@ constexpr Result results[] = {
 };
 
 constexpr ptrdiff_t scatter_bytes = 0x40000; // a rank-k step's rows stay in the second-level cache
-constexpr ptrdiff_t panel_columns = 8;
 constexpr int alignment_reals = 128 / sizeof(double);
 
 // One thread's part of the running state.
@@ -133,50 +132,81 @@ struct Job {
   void (*moments)(Job const&, Slot<T>&, double* panel, ptrdiff_t first, ptrdiff_t last, Join const&);
   std::atomic<int32_t> status{0};
 
-  ptrdiff_t panel_size() const { return rows_layout ? 0 : block * std::min((p + 3) / 4 * 4, panel_columns); }
+  ptrdiff_t panel_size() const { return rows_layout ? 0 : block * ((p % narrow + 3) / 4 * 4); }
 };
 
-// Adds a column of a block to the running rows of its variable.
-template <Family family, int order, bool weighted, class T, class X>
-inline void add_column(Slot<T>& slot, ptrdiff_t j, X const* x, T const* w, ptrdiff_t n,
-                       Join const& join_weights) {
+// Where sums of powers come from: one contiguous column, or columns side by side in rows.
+template <class X, class W>
+struct OneColumn {
+  static constexpr int width = 1;
+  X const* x;
+  W const* w;
+  ptrdiff_t n;
+  template <int powers, bool weighted, bool centered>
+  void sums(double const* centers, double (*out)[width]) const {
+    power_sums<powers, weighted, centered>(x, w, n, centered ? centers[0] : 0.0, &out[0][0]);
+  }
+};
+template <int columns, class X, class W>
+struct SideBySide {
+  static constexpr int width = columns;
+  X const* x;
+  W const* w;
+  ptrdiff_t n, row;
+  template <int powers, bool weighted, bool centered>
+  void sums(double const* centers, double (*out)[width]) const {
+    group_power_sums<width, powers, weighted, centered>(x, row, w, n, centers, &out[0][0]);
+  }
+};
+
+// Adds columns of a block to the running rows of their variables, from j on.
+template <Family family, int order, bool weighted, class T, class Source>
+inline void add_columns(Slot<T>& slot, ptrdiff_t j, Source const& source, Join const& weights) {
+  constexpr int width = Source::width;
   double** const rows = slot.rows;
-  double raw[4], central[4];
+  double raw[4][width], central[4][width];
   if constexpr (family == Family::fast) {
-    power_sums<order + 1, weighted, false>(x, w, n, 0, raw);
-    for (int k = 0; k <= order; ++k) rows[Mean + k][j] += raw[k];
+    source.template sums<order + 1, weighted, false>(nullptr, raw);
+    for (int k = 0; k <= order; ++k)
+      for (int c = 0; c < width; ++c) rows[Mean + k][j + c] += raw[k][c];
   } else if constexpr (family == Family::user_mean) {
     constexpr int highest = order == 0 ? 2 : order == 1 ? 3 : 4;
-    power_sums<highest, weighted, true>(x, w, n, rows[Mean][j], central);
-    for (int k = 2; k <= highest; ++k) rows[Central2 + k - 2][j] += central[k - 1];
+    source.template sums<highest, weighted, true>(rows[Mean] + j, central);
+    for (int k = 2; k <= highest; ++k)
+      for (int c = 0; c < width; ++c) rows[Central2 + k - 2][j + c] += central[k - 1][c];
     if constexpr (order == 3) {
-      power_sums<4, weighted, false>(x, w, n, 0, raw);
-      for (int k = 2; k <= 4; ++k) rows[Raw2 + k - 2][j] += raw[k - 1];
+      source.template sums<4, weighted, false>(nullptr, raw);
+      for (int k = 2; k <= 4; ++k)
+        for (int c = 0; c < width; ++c) rows[Raw2 + k - 2][j + c] += raw[k - 1][c];
     }
   } else {
     constexpr int raws = order < 2 ? 1 : order == 2 ? 2 : 4, highest = order == 0 ? 1 : order < 3 ? 2 : 4;
-    power_sums<raws, weighted, false>(x, w, n, 0, raw);
-    for (int k = 2; k <= raws; ++k) rows[Raw2 + k - 2][j] += raw[k - 1];
-    Central block{raw[0] / join_weights.b, 0, 0, 0, 0}, running{rows[Mean][j], rows[MeanLow][j], 0, 0, 0};
-    if constexpr (highest >= 2) {
-      power_sums<highest, weighted, true>(x, w, n, block.mean, central);
-      block.c2 = central[1];
-      running.c2 = rows[Central2][j];
-      if constexpr (highest >= 4) {
-        block.c3 = central[2];
-        block.c4 = central[3];
-        running.c3 = rows[Central3][j];
-        running.c4 = rows[Central4][j];
+    double means[width];
+    source.template sums<raws, weighted, false>(nullptr, raw);
+    for (int c = 0; c < width; ++c) means[c] = raw[0][c] / weights.b;
+    if constexpr (highest >= 2) source.template sums<highest, weighted, true>(means, central);
+    for (int c = 0; c < width; ++c, ++j) {
+      for (int k = 2; k <= raws; ++k) rows[Raw2 + k - 2][j] += raw[k - 1][c];
+      Central block{means[c], 0, 0, 0, 0}, running{rows[Mean][j], rows[MeanLow][j], 0, 0, 0};
+      if constexpr (highest >= 2) {
+        block.c2 = central[1][c];
+        running.c2 = rows[Central2][j];
+        if constexpr (highest >= 4) {
+          block.c3 = central[2][c];
+          block.c4 = central[3][c];
+          running.c3 = rows[Central3][j];
+          running.c4 = rows[Central4][j];
+        }
+        recenter<highest>(block, central[0][c], weights.b);
       }
-      recenter<highest>(block, central[0], join_weights.b);
-    }
-    join<highest>(running, block, join_weights);
-    rows[Mean][j] = running.mean;
-    rows[MeanLow][j] = running.low;
-    if constexpr (highest >= 2) rows[Central2][j] = running.c2;
-    if constexpr (highest >= 4) {
-      rows[Central3][j] = running.c3;
-      rows[Central4][j] = running.c4;
+      join<highest>(running, block, weights);
+      rows[Mean][j] = running.mean;
+      rows[MeanLow][j] = running.low;
+      if constexpr (highest >= 2) rows[Central2][j] = running.c2;
+      if constexpr (highest >= 4) {
+        rows[Central3][j] = running.c3;
+        rows[Central4][j] = running.c4;
+      }
     }
   }
 }
@@ -185,17 +215,22 @@ template <class T, Family family, int order, bool weighted, bool rows_layout>
 void add_block(Job<T> const& job, Slot<T>& slot, double* panel, ptrdiff_t first, ptrdiff_t last,
                Join const& weights) {
   T const* w = weighted ? job.weights + first : nullptr;
-  ptrdiff_t const count = last - first;
+  ptrdiff_t const count = last - first, p = job.p;
   if constexpr (rows_layout) {
-    for (ptrdiff_t j = 0; j < job.p; ++j)
-      add_column<family, order, weighted>(slot, j, job.data + j * job.n + first, w, count, weights);
+    for (ptrdiff_t j = 0; j < p; ++j)
+      add_columns<family, order, weighted>(slot, j, OneColumn<T, T>{job.data + j * job.n + first, w, count},
+                                           weights);
   } else {
-    for (ptrdiff_t j0 = 0; j0 < job.p; j0 += panel_columns) {
-      ptrdiff_t const columns = std::min(panel_columns, job.p - j0);
-      transpose_panel(job.data + first * job.p + j0, job.p, count, columns, panel, job.block);
-      for (ptrdiff_t j = 0; j < columns; ++j)
-        add_column<family, order, weighted>(slot, j0 + j, panel + j * job.block, w, count, weights);
-    }
+    T const* x = job.data + first * p;
+    ptrdiff_t j = 0;
+    for (; j + wide <= p; j += wide)
+      add_columns<family, order, weighted>(slot, j, SideBySide<wide, T, T>{x + j, w, count, p}, weights);
+    for (; j + narrow <= p; j += narrow)
+      add_columns<family, order, weighted>(slot, j, SideBySide<narrow, T, T>{x + j, w, count, p}, weights);
+    if (j == p) return;
+    transpose_panel(x + j, p, count, p - j, panel, job.block);
+    for (; j < p; ++j, panel += job.block)
+      add_columns<family, order, weighted>(slot, j, OneColumn<double, T>{panel, w, count}, weights);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <immintrin.h>
+#include <type_traits>
 
 namespace orv::statistics {
 
@@ -17,6 +18,22 @@ inline double total(__m256d v) {
   return _mm_cvtsd_f64(_mm_add_sd(pair, _mm_unpackhi_pd(pair, pair)));
 }
 
+template <int Powers, bool Weighted, bool Centered>
+[[gnu::always_inline]] inline void add_powers(__m256d* sum, __m256d d, __m256d weight, __m256d center) {
+  if constexpr (Centered) d = _mm256_sub_pd(d, center);
+  __m256d const t = Weighted ? _mm256_mul_pd(weight, d) : d;
+  sum[0] = _mm256_add_pd(sum[0], t);
+  if constexpr (Powers >= 2) sum[1] = _mm256_fmadd_pd(t, d, sum[1]);
+  if constexpr (Powers >= 3) {
+    __m256d const square = _mm256_mul_pd(d, d);
+    sum[2] = _mm256_fmadd_pd(t, square, sum[2]);
+    if constexpr (Powers >= 4) {
+      __m256d const u = Weighted ? _mm256_mul_pd(t, d) : square;
+      sum[3] = _mm256_fmadd_pd(u, square, sum[3]);
+    }
+  }
+}
+
 // sums[k - 1] = sum of w (x - center)^k, k from 1 to Powers; w is 1 unless Weighted.
 template <int Powers, bool Weighted, bool Centered, class X, class W>
 void power_sums(X const* x, W const* w, ptrdiff_t n, double center, double* sums) {
@@ -25,37 +42,56 @@ void power_sums(X const* x, W const* w, ptrdiff_t n, double center, double* sums
   for (auto& stream : s)
     for (auto& sum : stream) sum = _mm256_setzero_pd();
   __m256d const c = _mm256_set1_pd(center);
-  auto const add = [&](__m256d * sum, __m256d d, __m256d weight) __attribute__((always_inline)) {
-    if constexpr (Centered) d = _mm256_sub_pd(d, c);
-    __m256d const t = Weighted ? _mm256_mul_pd(weight, d) : d;
-    sum[0] = _mm256_add_pd(sum[0], t);
-    if constexpr (Powers >= 2) sum[1] = _mm256_fmadd_pd(t, d, sum[1]);
-    if constexpr (Powers >= 3) {
-      __m256d const square = _mm256_mul_pd(d, d);
-      sum[2] = _mm256_fmadd_pd(t, square, sum[2]);
-      if constexpr (Powers >= 4) {
-        __m256d const u = Weighted ? _mm256_mul_pd(t, d) : square;
-        sum[3] = _mm256_fmadd_pd(u, square, sum[3]);
-      }
-    }
-  };
   ptrdiff_t i = 0;
   for (; i + 4 * streams <= n; i += 4 * streams)
 #pragma GCC unroll 8
-    for (int u = 0; u < streams; ++u) add(s[u], load4(x + i + 4 * u), Weighted ? load4(w + i + 4 * u) : c);
-  for (; i + 4 <= n; i += 4) add(s[0], load4(x + i), Weighted ? load4(w + i) : c);
+    for (int u = 0; u < streams; ++u)
+      add_powers<Powers, Weighted, Centered>(s[u], load4(x + i + 4 * u), Weighted ? load4(w + i + 4 * u) : c,
+                                             c);
+  for (; i + 4 <= n; i += 4)
+    add_powers<Powers, Weighted, Centered>(s[0], load4(x + i), Weighted ? load4(w + i) : c, c);
   if (i < n) { // the rest is filled up with what adds nothing
     double rest[4], rest_weights[4] = {};
     for (int k = 0; k < 4; ++k) {
       rest[k] = i + k < n ? static_cast<double>(x[i + k]) : (Centered ? center : 0.0);
       if (Weighted && i + k < n) rest_weights[k] = static_cast<double>(w[i + k]);
     }
-    add(s[0], load4(rest), load4(rest_weights));
+    add_powers<Powers, Weighted, Centered>(s[0], load4(rest), load4(rest_weights), c);
   }
   for (int width = streams / 2; width > 0; width /= 2)
     for (int u = 0; u < width; ++u)
       for (int k = 0; k < Powers; ++k) s[u][k] = _mm256_add_pd(s[u][k], s[u + width][k]);
   for (int k = 0; k < Powers; ++k) sums[k] = total(s[0][k]);
+}
+
+// The same for `width` columns side by side in rows that are `row` apart: sums[(k - 1) * width + c]. Narrow
+// groups keep their sums in registers. Wide ones go over a few rows at a time, so that memory is read in long
+// runs.
+constexpr int narrow = 8, wide = 32;
+template <int width, int Powers, bool Weighted, bool Centered, class X, class W>
+void group_power_sums(X const* x, ptrdiff_t row, W const* w, ptrdiff_t n, double const* centers,
+                      double* sums) {
+  constexpr int vectors = width / 4, bundle = width == narrow ? 1 : 4;
+  __m256d s[vectors][Powers], c[vectors];
+  for (int v = 0; v < vectors; ++v) {
+    for (auto& sum : s[v]) sum = _mm256_setzero_pd();
+    c[v] = Centered ? _mm256_loadu_pd(centers + 4 * v) : _mm256_setzero_pd();
+  }
+  auto const rows = [&](auto count) __attribute__((always_inline)) {
+    __m256d weights[count()];
+    for (int r = 0; r < count(); ++r)
+      weights[r] = Weighted ? _mm256_set1_pd(static_cast<double>(w[r])) : c[0];
+    for (int v = 0; v < vectors; ++v)
+      for (int r = 0; r < count(); ++r)
+        add_powers<Powers, Weighted, Centered>(s[v], load4(x + r * row + 4 * v), weights[r], c[v]);
+    x += count() * row;
+    if constexpr (Weighted) w += count();
+  };
+  ptrdiff_t i = 0;
+  for (; i + bundle <= n; i += bundle) rows(std::integral_constant<int, bundle>());
+  for (; i < n; ++i) rows(std::integral_constant<int, 1>());
+  for (int v = 0; v < vectors; ++v)
+    for (int k = 0; k < Powers; ++k) _mm256_storeu_pd(sums + k * width + 4 * v, s[v][k]);
 }
 
 inline __m256d load4(double const* p, __m256i mask) { return _mm256_maskload_pd(p, mask); }
