@@ -70,7 +70,7 @@ struct ToSingle {
 
 template <class G, class V, class Map, class Real>
 int32_t generate(RngStream* stream, int32_t n, Real* r, Map const& map) {
-  auto* chunk = static_cast<McgLanes*>(__rnqSearchChunk(stream, mcg_chunk));
+  auto* chunk = static_cast<McgLanes*>(find_chunk(stream, mcg_chunk, sizeof(McgLanes)));
   if (!chunk) return RnqErrNoMemory;
   __m256i const a4 = load8(chunk->powers[0]), a8 = load8(chunk->powers[1]);
   __m256i const a12 = load8(chunk->powers[2]), a16 = load8(chunk->powers[3]);
@@ -100,7 +100,7 @@ int32_t generate(RngStream* stream, int32_t n, Real* r, Map const& map) {
 template <class G>
 int32_t integers(RngStream* stream, int32_t n, void* out) {
   using Word = typename G::Word;
-  auto* chunk = static_cast<McgLanes*>(__rnqSearchChunk(stream, mcg_chunk));
+  auto* chunk = static_cast<McgLanes*>(find_chunk(stream, mcg_chunk, sizeof(McgLanes)));
   if (!chunk) return RnqErrNoMemory;
   auto& s = state_of<typename G::State>(stream);
   auto* r = static_cast<char*>(out);
@@ -153,7 +153,7 @@ int32_t init(int32_t method, RngStream* stream, int32_t n, const void* params) {
   }
   if (method == 3) return RnqErrNoSkipAheadEx;
   if (method != 1 && method != 2) return RnqErrBadMethod;
-  auto* chunk = static_cast<McgLanes*>(__rnqSearchChunk(stream, mcg_chunk));
+  auto* chunk = static_cast<McgLanes*>(find_chunk(stream, mcg_chunk, sizeof(McgLanes)));
   if (!chunk) return RnqErrNoMemory;
   bool const leapfrog = method == 1;
   uint64_t const steps = leapfrog ? load_u32(params) : load_u64(params);

@@ -19,6 +19,7 @@ struct SharedTable {
   static constexpr int capacity = 128;
   static constexpr int chunk_capacity = 127; // chunks stop one short of what the table holds
   GlobRODataEntry entry[capacity]{};
+  uint32_t size[capacity]{}; // of the data, 0 if unknown
   int count = 0;
   std::atomic<int32_t> word{0};
 
@@ -27,7 +28,8 @@ struct SharedTable {
       if (entry[i].key[0] == key[0] && entry[i].key[1] == key[1]) return entry + i;
     return nullptr;
   }
-  GlobRODataEntry* append(Key key, void* data) {
+  GlobRODataEntry* append(Key key, void* data, uint32_t bytes) {
+    size[count] = bytes;
     GlobRODataEntry& e = entry[count++];
     e.key[0] = key[0];
     e.key[1] = key[1];
@@ -38,7 +40,8 @@ struct SharedTable {
   void release(GlobRODataEntry* e) {
     if (--e->refCount) return;
     core::deallocate(e->data);
-    *e = entry[--count];
+    size[e - entry] = size[--count];
+    *e = entry[count];
   }
 };
 constinit SharedTable table;
@@ -68,7 +71,7 @@ ORV_EXPORT int32_t __rnqFindGlobRODataTableEntry(GlobRODataEntry** entry, Key ke
 ORV_EXPORT int32_t __rnqCreateGlobRODataTableEntry(GlobRODataEntry** entry, Key key, void* data) {
   TableLock lock;
   if (table.count >= SharedTable::capacity) return RnqErrRoTableFull;
-  *entry = table.append(key, data);
+  *entry = table.append(key, data, 0);
   return RnqOk;
 }
 
@@ -127,12 +130,14 @@ void share_chunk(RngChunk* chunk) {
   void* spare = nullptr;
   {
     TableLock lock;
-    if (auto* e = table.find(chunk->key)) {
+    auto* e = table.find(chunk->key);
+    uint32_t const known = e ? table.size[e - table.entry] : 0;
+    if (e && (!known || known == chunk->size)) {
       ++e->refCount;
       if (e->data != chunk->data) spare = chunk->data;
       chunk->data = e->data;
-    } else if (table.count < SharedTable::chunk_capacity) {
-      table.append(chunk->key, chunk->data);
+    } else if (!e && table.count < SharedTable::chunk_capacity) {
+      table.append(chunk->key, chunk->data, chunk->size);
     } else {
       chunk->key[0] = chunk->key[1] = 0;
     }
@@ -154,6 +159,12 @@ ORV_EXPORT int32_t __rnqAddChunk(RngStream* stream, uint32_t id, Key key, void* 
 ORV_EXPORT void* __rnqSearchChunk(const RngStream* stream, uint32_t id) {
   for (auto* c = stream->chunks; c; c = c->next)
     if (c->id == id) return c->data;
+  return nullptr;
+}
+
+void* orv::streams::find_chunk(RngStream const* stream, uint32_t id, size_t size) {
+  for (auto* c = stream->chunks; c; c = c->next)
+    if (c->id == id) return c->size >= size ? c->data : nullptr;
   return nullptr;
 }
 
@@ -207,11 +218,6 @@ ORV_EXPORT int32_t __rnqCopyChunks(RngStream* destination, const RngStream* sour
 // ---- streams ----
 
 namespace {
-
-// A registered generator may claim less than the head that every stream has.
-size_t block_size(BrngProperties const& row) {
-  return row.stateSize > static_cast<int32_t>(sizeof(RngStream)) ? row.stateSize : sizeof(RngStream);
-}
 
 int32_t allocate(RngStream** stream, BrngProperties const& row, int32_t brng) {
   auto* s = static_cast<RngStream*>(core::allocate(block_size(row)));

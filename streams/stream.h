@@ -36,6 +36,15 @@ inline uint32_t load_u32(void const* p) {
 // Row of the registry for a number, or null if there is none that can be used.
 BrngProperties const* find_brng(int32_t number, uint32_t* sub = nullptr);
 
+// Bytes of a stream's block. A registered generator may claim less than the head that every stream has.
+inline size_t block_size(BrngProperties const& row) {
+  return row.stateSize > static_cast<int32_t>(sizeof(RngStream)) ? row.stateSize : sizeof(RngStream);
+}
+
+// The payload of the first chunk with this id, or null if there is none or it is smaller than its owner
+// needs: chunks can come from a stored image.
+void* find_chunk(RngStream const* stream, uint32_t id, size_t size);
+
 // ---- words to reals, eight at a time ----
 
 inline __m256i load8(void const* p) { return _mm256_loadu_si256(static_cast<__m256i const*>(p)); }

@@ -187,6 +187,16 @@ int32_t __rnqRegisterGlobRODataReference(RngChunk* chunk, const uint64_t* key);
 int32_t __rnqUnregisterGlobRODataReference(const uint64_t* key);
 void __rnqGenerateNewGlobalRODataTableEntryId(uint64_t* key, intptr_t salt);
 
+/* ---- images: a stream in a file or in memory ---- */
+
+/* nameLength of 0 or more: so many characters of name are the file's name; below 0: name ends with a zero. The format
+ * is described in docs/stream_image.md. A load stores null when it fails. */
+int32_t __rnqSaveStreamF(const RngStream* stream, const char* name, int32_t nameLength);
+int32_t __rnqLoadStreamF(RngStream** stream, const char* name, int32_t nameLength);
+int32_t __rnqGetStreamSize(const RngStream* stream); /* bytes of the image */
+int32_t __rnqSaveStreamM(const RngStream* stream, char* buffer);
+int32_t __rnqLoadStreamM(RngStream** stream, const char* buffer);
+
 /* ---- arithmetic of jumps ---- */
 
 /* a^c modulo m, 2^31 - 1, 2^59; the exponent as two words, low one first. */

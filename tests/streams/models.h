@@ -254,12 +254,10 @@ struct Generator {
   int32_t number;
 };
 inline const Generator generators[] = {
-    {"MCG31M1", 0x100000},  {"R250", 0x200000},   {"MRG32K3A", 0x300000},
-    {"MCG59", 0x400000},    {"WH", 0x500000},     {"WH272", 0x500000 + 272},
-    {"MT19937", 0x800000},  {"MT2203", 0x900000}, {"MT2203_6023", 0x900000 + 6023},
-    {"SFMT19937", 0xD00000},
-  {"ARS5", 0xF00000},
-  {"PHILOX4X32X10", 0x1000000}};
+    {"MCG31M1", 0x100000},   {"R250", 0x200000},   {"MRG32K3A", 0x300000},
+    {"MCG59", 0x400000},     {"WH", 0x500000},     {"WH272", 0x500000 + 272},
+    {"MT19937", 0x800000},   {"MT2203", 0x900000}, {"MT2203_6023", 0x900000 + 6023},
+    {"SFMT19937", 0xD00000}, {"ARS5", 0xF00000},   {"PHILOX4X32X10", 0x1000000}};
 
 inline std::unique_ptr<Model> make(std::string const& name, Seeds const& s) {
   if (name == "MCG31M1") return std::make_unique<Mcg31>(s);
