@@ -49,6 +49,7 @@ Summary::Summary(int columns, Options options)
   set(SSParamMinimum, values_[Minimum].data());
   set(SSParamMaximum, values_[Maximum].data());
   set(SSParamAccumWeights, accumulated_);
+  set(SSParamCentralSum2, values_[CentralSum2].data()); // goes on where a block of one left no variance
   auto* const edit_matrices = ORV_FUNCTION_OF(__rnqdSSEditCovCor);
   edit_matrices(task_, nullptr, options_.covariance ? covariance_.data() : nullptr, &storage_,
                 options_.correlation ? correlation_.data() : nullptr, &storage_);
@@ -64,7 +65,8 @@ void Summary::add(double const* rows, int count, double const* weights) {
   task_->data = const_cast<double*>(rows);
   task_->weights = const_cast<double*>(weights);
   constexpr uint64_t moments = SSMean | SSRawMoment2 | SSRawMoment3 | SSRawMoment4 | SSCentralMoment2 |
-                               SSCentralMoment3 | SSCentralMoment4 | SSKurtosis | SSSkewness | SSVariation;
+                               SSCentralMoment3 | SSCentralMoment4 | SSKurtosis | SSSkewness | SSVariation |
+                               SSCentralSum2;
   uint64_t const matrices =
       (options_.covariance ? SSCovariance : 0) | (options_.correlation ? SSCorrelation : 0);
   SSThreadServices const& threads = statistics_threads(options_.threads);

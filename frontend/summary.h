@@ -58,6 +58,7 @@ class Summary {
     Variation,
     Minimum,
     Maximum,
+    CentralSum2,
     Rows
   };
   static std::size_t at(int j) { return static_cast<std::size_t>(j); }

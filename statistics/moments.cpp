@@ -503,6 +503,8 @@ void resume(Outputs<T> const& out, Job<T> const& job, Slot<T>& slot) {
   for (int r = Mean; r < RowCount; ++r) {
     if (!(rows & 1u << r)) continue;
     T const *moment = out.array(moment_output(r)), *sum = out.array(sum_output(r));
+    // A single observation has a central sum, but no central moment 2 that it could be had from.
+    if (r == Central2 && w * w == w2 && sum) moment = nullptr;
     double factor;
     if (r == Mean)
       factor = user_mean ? 1 : job.family == Family::fast ? (moment ? w : 1) : (moment ? 1 : 1 / w);
@@ -511,7 +513,7 @@ void resume(Outputs<T> const& out, Job<T> const& job, Slot<T>& slot) {
     else
       factor = moment ? w : 1;
     T const* from = moment ? moment : sum;
-    bool const fresh = w == 0 && !(user_mean && r == Mean);
+    bool const fresh = (w == 0 || factor == 0) && !(user_mean && r == Mean);
     for (ptrdiff_t j = 0; j < job.p; ++j)
       slot.rows[r][j] = fresh || !from ? 0.0 : static_cast<double>(from[j]) * factor;
   }
@@ -535,6 +537,10 @@ void resume_scatter(Outputs<T> const& out, int from, double w, double w2, T* s) 
   Packing const packed = out.packing_of(from);
   ptrdiff_t const p = out.p;
   double const freedom = w - w2 / w;
+  if (freedom == 0 && from != OutCrossProduct) { // a single observation, whose covariance is undefined
+    for (ptrdiff_t j = 0; j < p; ++j) std::fill_n(s + j * p, j + 1, T(0));
+    return;
+  }
   // Off the diagonal first: in place, the diagonal is needed as it is.
   for (ptrdiff_t j = p - 1; j >= 0; --j)
     for (ptrdiff_t i = j - 1; i >= 0; --i) {

@@ -38,7 +38,7 @@ void recenter(Central& c, double residual, double weight) {
   double const r = residual / weight;
   if (!(r - r == 0)) return; // infinite data: nothing to correct
   c.low = r;
-  if constexpr (Highest >= 4) c.c4 -= 4 * r * c.c3;
+  if constexpr (Highest >= 4) c.c4 -= r * (4 * c.c3 - 6 * r * c.c2);
   if constexpr (Highest >= 3) c.c3 -= 3 * r * c.c2;
   if constexpr (Highest >= 2) c.c2 -= residual * r;
 }

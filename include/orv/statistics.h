@@ -414,8 +414,11 @@ ORV_SS_EDITS(s)
  * theirs, variation needs mean and central moment 2). With One-pass, the same holds but for central sums,
  * which need the mean only; a central sum 3 or 4 that is continued over blocks needs the lower central arrays
  * (or the raw moments they follow from) as well. The diagonal of a correlation matrix holds variances.
- * A failing allocation gives -4000. Accuracy: running rows are kept in double in both families; see the
- * documentation for measured digits. One-pass follows Chan, Golub and LeVeque 1983 and Pebay 2008. */
+ * A failing allocation gives -4000. Running rows are doubles in both families. Correct digits of a standard
+ * deviation, over 1e7 + {0.1, 0.2, 0.3} and 1e9 + the same: One-pass 15.8 and 16, User-mean 15.8 and 12.9,
+ * Fast none. One-pass follows Chan, Golub and LeVeque 1983 and Pebay 2008.
+ * A first block of a single observation leaves no variance to go on from; the next block takes it as 0, or
+ * from `centralSum2` if that is given. */
 int32_t _rnqdSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
 int32_t _rnqsSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
 

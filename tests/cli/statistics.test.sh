@@ -4,7 +4,7 @@ expect 0 '^eruptions +272 +3\.487783[0-9]* +1\.14137' stats "$data/faithful.csv"
 expect 0 '^waiting +13\.97780[0-9]* +184\.823' stats --cov "$data/faithful.csv"
 expect 0 '^waiting +0\.90081[0-9]* +1$' stats --cor "$data/faithful.csv"
 for method in fast one-pass user-mean; do
-  expect 0 '^waiting +272 +70\.89705882 +13\.59497' stats --block 7 --method $method "$data/faithful.csv"
+  expect 0 '^waiting +272 +70\.89705882 +13\.59497' stats --block 1 --method $method "$data/faithful.csv"
 done
 expect 0 '^Ozone +116 +42\.1293' stats --columns Ozone --skip-missing "$data/airquality.csv"
 expect 1 'airquality.csv:6: the cell of column Ozone is missing' stats "$data/airquality.csv"

@@ -268,6 +268,30 @@ TYPED_TEST(Moments, EachEstimateAlone) {
       }
 }
 
+// However a data set is cut, to single observations even, the results are those of one block.
+TYPED_TEST(Moments, AnyCutGivesTheSame) {
+  using T = TypeParam;
+  int const n = 21;
+  for (uint64_t method : {SSMethodFast, SSMethodOnePass, SSMethodFastUserMean})
+    for (int layout : {SSStorageRows, SSStorageCols})
+      for (bool weighted : {false, true})
+        for (int first = 0; first < n; ++first) { // 0: every observation a block of its own
+          Data<T> d = random_data<T>(n, 3, layout, weighted, 2);
+          if (weighted) d.weights[0] = T(1.5);
+          Results<T> got(3);
+          Reference<T> const r(d);
+          if (method == SSMethodFastUserMean)
+            for (int j = 0; j < 3; ++j) got.arrays[0][j] = static_cast<T>(r.mean[j]);
+          for (int i = 0; i < n;) {
+            int const end = first == 0 ? i + 1 : i < first ? first : n;
+            ASSERT_EQ(got.compute(d.part(i, end), everything, method, Services(1)), 0);
+            i = end;
+          }
+          expect_results(d, got, everything, method == SSMethodFast ? 300 : 100,
+                         "cut at " + std::to_string(first) + " method " + std::to_string(method));
+        }
+}
+
 // The moments' arrays may be missing where sums are there, and the other way round; state goes on from
 // either.
 TYPED_TEST(Moments, StateLivesInSumsOrMoments) {
