@@ -8,6 +8,7 @@
 //   static constexpr int unroll;            vectors in a block
 //   eval(x [, y])                           all lanes, unconditionally; with two results a Pair
 //   special(x [, y], r)                     one bit for each lane that eval cannot answer   (if there are any)
+//   eval(x [, y], lanes)                    in place of eval and special, where the test needs values from within
 //   repair(x [, y], r [, r2]) -> status     the scalar answer for one lane                  (with special)
 //   settle(x, r, lanes) -> lanes            with errors switched off: answers lanes in the vector and
 //                                           returns those that are left                     (optional)
@@ -45,19 +46,29 @@ template <class K> struct Block {
   Answer<K> r;
 };
 
-template <class K> ORV_INLINE void evaluate(K const& k, Block<K>& block) {
-  if constexpr (K::operands == 2)
+template <class K>
+concept marks_within =
+    (K::operands == 1 && requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, lanes); }) ||
+    (K::operands == 2 && requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, b.b, lanes); });
+
+// Answers all lanes of a block; returns those that are left for a repair.
+template <class K> ORV_INLINE unsigned evaluate(K const& k, Block<K>& block) {
+  unsigned lanes = 0;
+  if constexpr (marks_within<K> && K::operands == 2)
+    block.r = k.eval(block.a, block.b, lanes);
+  else if constexpr (marks_within<K>)
+    block.r = k.eval(block.a, lanes);
+  else if constexpr (K::operands == 2)
     block.r = k.eval(block.a, block.b);
   else
     block.r = k.eval(block.a);
-}
-template <class K> ORV_INLINE unsigned special_lanes(K const& k, Block<K> const& block) {
-  if constexpr (!has_special<K>)
-    return 0;
-  else if constexpr (K::operands == 2)
-    return k.special(block.a, block.b, block.r);
-  else
-    return k.special(block.a, block.r);
+  if constexpr (has_special<K> && !marks_within<K>) {
+    if constexpr (K::operands == 2)
+      lanes = k.special(block.a, block.b, block.r);
+    else
+      lanes = k.special(block.a, block.r);
+  }
+  return lanes;
 }
 
 // Answers the marked lanes in rising order and reports those in error. `i` is the index of lane 0.
@@ -136,8 +147,7 @@ ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1
     }
 #pragma GCC unroll 4
     for (int u = 0; u < vectors; ++u) {
-      evaluate(k, block[u]);
-      marked[u] = special_lanes(k, block[u]);
+      marked[u] = evaluate(k, block[u]);
       any |= marked[u];
     }
     if (any) [[unlikely]] {
@@ -160,8 +170,7 @@ ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1
     Block<K> block;
     block.a = a.load_part(i, m, tail_fill<K>());
     if constexpr (K::operands == 2) block.b = b.load_part(i, m, tail_fill<K>());
-    evaluate(k, block);
-    unsigned const marked = special_lanes(k, block) & ((1u << m) - 1);
+    unsigned const marked = evaluate(k, block) & ((1u << m) - 1);
     if (marked) [[unlikely]]
       finish(k, i, block, marked, a, b, r1, r2, errors_off, name);
     if constexpr (K::results == 2) {
