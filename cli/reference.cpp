@@ -62,8 +62,13 @@ ORV_WIDE2(copysign)
    [](__float128 x, __float128 y) -> __float128 { return expression; }, nullptr, nullptr}
 
 template <class R> R fraction(R x) { return w_copysign(x - w_trunc(x), x); }
-template <class R> R round_half_away(R x) { return w_round(x); }
-template <class R> R real_power(R x, R y) { return x < 0 || (x == 0 && y == 0) ? x / R(0) * R(0) : w_pow(x, y); }
+template <class R> R real_power(R x, R y) {
+  R const infinite = R(1) / R(0);
+  bool const indeterminate =
+      (y == 0 && (x == 0 || x == infinite)) || (x == 1 && (y == infinite || y == -infinite));
+  if (x != x || y != y || x < 0 || indeterminate) return infinite - infinite;
+  return w_pow(w_fabs(x), y); // -0 counts as 0
+}
 
 constexpr Reference references[] = {
     ORV_ONE("Floor", w_floor(x)),

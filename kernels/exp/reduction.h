@@ -96,7 +96,7 @@ ORV_INLINE int deliver(Scaled const& s, double& r) {
 }
 // A double holds the whole range of float results: one rounding, by the conversion.
 ORV_INLINE int deliver(Scaled const& s, float& r) {
-  r = static_cast<float>(scalar::opaque((s.hi + s.lo) * scalar::power_of_two<double>(s.m)));
+  r = static_cast<float>(scalar::opaque(scale(s.hi + s.lo, s.m)));
   return status_of(r);
 }
 

@@ -30,6 +30,7 @@ template <class T> ORV_INLINE bool is_infinite(T x) {
 
 ORV_INLINE double fma(double a, double b, double c) { return __builtin_fma(a, b, c); }
 ORV_INLINE float fma(float a, float b, float c) { return __builtin_fmaf(a, b, c); }
+ORV_INLINE double fms(double a, double b, double c) { return __builtin_fma(a, b, -c); }
 ORV_INLINE double sqrt(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_set_sd(x), _mm_set_sd(x))); }
 ORV_INLINE float sqrt(float x) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(x))); }
 

