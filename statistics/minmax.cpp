@@ -91,7 +91,7 @@ int32_t update(SSTask const& task, Selection const& selected, ptrdiff_t p, ptrdi
     return 0;
   }
   ptrdiff_t const rows_at_once = p < 64 ? Lanes<T>::count * (p < 8 ? 4 : 1) : 1;
-  Scratch<T> line(static_cast<size_t>(p) * static_cast<size_t>(rows_at_once + 1));
+  Scratch<T> line(p, rows_at_once + 1);
   if (!line) return SSOutOfMemory;
   T* copy = line.get() + p * rows_at_once;
   std::copy_n(result, p, copy);

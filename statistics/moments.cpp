@@ -28,7 +28,7 @@ int32_t from_sums(Outputs<T> const& out, unsigned asked) {
   }
   ptrdiff_t const p = out.p;
   if (asked & matrix_bits) {
-    Scratch<T> s(static_cast<size_t>(p) * static_cast<size_t>(p));
+    Scratch<T> s(p, p);
     if (!s) return SSOutOfMemory;
     resume_scatter(out, OutCrossProduct, w, w2, s.get());
     if (!write_matrices(out, asked & (bit(OutCov) | bit(OutCor)), s.get(), w, w2)) return SSOutOfMemory;
@@ -94,8 +94,8 @@ int32_t from_data(Outputs<T> const& out, unsigned asked, Family family, bool cen
     return (reals + alignment_reals - 1) / alignment_reals * alignment_reals;
   };
   ptrdiff_t const state = std::popcount(rows) * aligned(p), panel = aligned(job.panel_size());
-  Scratch<Slot<T>> slots(static_cast<size_t>(job.threads));
-  Scratch<double> memory(static_cast<size_t>(job.threads) * static_cast<size_t>(state + panel));
+  Scratch<Slot<T>> slots(job.threads);
+  Scratch<double> memory(job.threads, state + panel);
   if (!slots || !memory) return SSOutOfMemory;
   job.slots = slots.get();
   job.panels = memory.get() + job.threads * state;
@@ -121,20 +121,18 @@ int32_t from_data(Outputs<T> const& out, unsigned asked, Family family, bool cen
     size_t const cells = static_cast<size_t>(p) * static_cast<size_t>(p);
     if (out.packing_of(base) == Packing::full && out.selected.all())
       first.scatter = out.array(base);
-    else if (own_scatter.make(cells))
+    else if (own_scatter.make(p, p))
       first.scatter = own_scatter.get();
     else
       return SSOutOfMemory;
     if (job.scatter_in_threads && job.threads > 1) {
-      if (!others.make(cells * static_cast<size_t>(job.threads - 1))) return SSOutOfMemory;
+      if (!others.make(p, p, job.threads - 1)) return SSOutOfMemory;
       std::fill_n(others.get(), cells * static_cast<size_t>(job.threads - 1), T(0));
       for (ptrdiff_t t = 1; t < job.threads; ++t)
         job.slots[t].scatter = others.get() + cells * static_cast<size_t>(t - 1);
     }
     if (!job.scatter_in_threads)
-      if (!step.make(static_cast<size_t>(p)) ||
-          (weighted && !weighted_block.make(static_cast<size_t>(p) * static_cast<size_t>(job.scatter_rows))))
-        return SSOutOfMemory;
+      if (!step.make(p) || (weighted && !weighted_block.make(p, job.scatter_rows))) return SSOutOfMemory;
     if (first.weight == 0)
       std::fill_n(first.scatter, cells, T(0));
     else

@@ -211,7 +211,7 @@ bool write_matrices(Outputs<T> const& out, unsigned asked, T const* s, double w,
   ptrdiff_t const p = out.p;
   T const g = w > 0 ? static_cast<T>(1 / (w - w2 / w)) : T(1);
   if (asked & bit(OutCor)) {
-    Scratch<T> diagonal(2 * static_cast<size_t>(p));
+    Scratch<T> diagonal(2, p);
     if (!diagonal) return false;
     T* const r = diagonal.get() + p;
     for (ptrdiff_t i = 0; i < p; ++i) diagonal[i] = s[i + i * p];

@@ -181,10 +181,10 @@ struct ScatterBuffers {
   Scratch<double> before, before_low;
 
   bool make(Job<T> const& job, ptrdiff_t rows) {
-    size_t const p = static_cast<size_t>(job.p), cells = p * static_cast<size_t>(rows);
+    ptrdiff_t const p = job.p;
     bool const one_pass = job.family == Family::one_pass;
-    return step.make(p) && (!one_pass || (before.make(p) && before_low.make(p) && block.make(cells))) &&
-           (!job.weights || weighted.make(cells));
+    return step.make(p) && (!one_pass || (before.make(p) && before_low.make(p) && block.make(p, rows))) &&
+           (!job.weights || weighted.make(p, rows));
   }
 };
 

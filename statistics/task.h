@@ -59,19 +59,26 @@ inline ptrdiff_t place(Packing packing, ptrdiff_t p, ptrdiff_t i, ptrdiff_t j) {
   }
 }
 
-// `count` elements, or none: test before use.
+// As many elements as the product of some counts says, or none, also if the product doesn't fit: test before
+// use.
 template <class T>
 class Scratch {
  public:
   Scratch() = default;
-  explicit Scratch(size_t count)
-      : p_(count <= (SIZE_MAX / sizeof(T)) ? static_cast<T*>(core::allocate(count * sizeof(T))) : nullptr) {}
+  template <class... Counts>
+  explicit Scratch(size_t first, Counts... more) {
+    make(first, more...);
+  }
   ~Scratch() { core::deallocate(p_); }
   Scratch(Scratch const&) = delete;
   Scratch& operator=(Scratch const&) = delete;
-  bool make(size_t count) {
+  template <class... Counts>
+  bool make(size_t first, Counts... more) {
     core::deallocate(p_);
-    p_ = count <= (SIZE_MAX / sizeof(T)) ? static_cast<T*>(core::allocate(count * sizeof(T))) : nullptr;
+    size_t bytes = sizeof(T);
+    bool const large = (__builtin_mul_overflow(bytes, first, &bytes) | ... |
+                        __builtin_mul_overflow(bytes, static_cast<size_t>(more), &bytes));
+    p_ = large ? nullptr : static_cast<T*>(core::allocate(bytes));
     return p_ != nullptr;
   }
   explicit operator bool() const { return p_ != nullptr; }
