@@ -1,3 +1,4 @@
+#include "orv/mode.h"
 #include "tests/statistics/support.h"
 
 #include <fstream>
@@ -459,6 +460,19 @@ TEST(MomentsAccuracy, OffsetWithRipple) {
         EXPECT_NEAR(got.cov[j * 4], exact, 2e-14 * exact) << offset;
       }
     }
+}
+
+// Correlations come from element-wise kernels, which keep denormals whatever mode the caller is in.
+TEST(MomentsMode, CallersModeIsKeptAndNotUsed) {
+  uint32_t const before = orv_elw_kernel_SetMode(ORV_FLUSH_DENORMALS), flushing = orv_elw_kernel_GetMode();
+  Data<float> d = random_data<float>(200, 2, SSStorageCols, false);
+  Reference<float> const r(d);
+  for (auto& x : d.values) x *= 1e-22f; // products are denormal
+  Results<float> got(2);
+  ASSERT_EQ(got.compute(d, SSMean | SSCorrelation, SSMethodOnePass, Services(1)), 0);
+  EXPECT_NEAR(got.cor[1], r.s[1] / sqrtl(r.s[0] * r.s[3]), 0.05);
+  EXPECT_EQ(orv_elw_kernel_GetMode(), flushing);
+  orv_elw_kernel_SetMode(before);
 }
 
 TEST(MomentsWide, IntegersOf64Bits) {
