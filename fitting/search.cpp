@@ -27,6 +27,30 @@ ORV_INLINE int32_t count_not_right(T const* x, T site) {
   return __builtin_popcount(bits);
 }
 
+// For each lane, how many breaks were not right of its site.
+template <class V>
+class Counter {
+ public:
+  ORV_INLINE void add_not_above(V b, V site) {
+    if constexpr (LaneInfo<V>::count == 4)
+      sum_ = _mm256_sub_epi64(sum_, _mm256_castpd_si256(_mm256_cmp_pd(b, site, _CMP_LE_OQ)));
+    else
+      sum_ = _mm256_sub_epi32(sum_, _mm256_castps_si256(_mm256_cmp_ps(b, site, _CMP_LE_OQ)));
+  }
+  ORV_INLINE void store(int32_t* p, int32_t base) const {
+    if constexpr (LaneInfo<V>::count == 4) {
+      __m256i const even = _mm256_permutevar8x32_epi32(sum_, _mm256_setr_epi32(0, 2, 4, 6, 0, 2, 4, 6));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
+                       _mm_add_epi32(_mm256_castsi256_si128(even), _mm_set1_epi32(base)));
+    } else {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_add_epi32(sum_, _mm256_set1_epi32(base)));
+    }
+  }
+
+ private:
+  __m256i sum_ = _mm256_setzero_si256();
+};
+
 template <class T>
 class Locator {
  public:
@@ -44,52 +68,66 @@ class Locator {
   // found. The window of candidates begins `back` breaks before it.
   void locate(T const* sites, int64_t count, int32_t* cells, int32_t& near, int32_t back) const {
     int64_t i = 0;
-    if (n_ > 4096)
-      for (; i + large_group <= count; i += large_group) group<large_group>(sites + i, cells + i, near, back);
-    for (; i + small_group <= count; i += small_group) group<small_group>(sites + i, cells + i, near, back);
+    if (n_ > 4096) {
+      for (; i + large_group <= count; i += large_group) {
+        int k = 0;
+        while (k < large_group && near_group(sites + i + k, cells + i + k, near, back)) k += small_group;
+        if (k < large_group) group<large_group>(sites + i, cells + i, near);
+      }
+    }
+    for (; i + small_group <= count; i += small_group)
+      if (!near_group(sites + i, cells + i, near, back)) group<small_group>(sites + i, cells + i, near);
     if (i == count) return;
     T rest[small_group];
     int32_t found[small_group];
     for (int64_t k = 0; k < small_group; ++k) rest[k] = sites[i + k < count ? i + k : i];
-    group<small_group>(rest, found, near, back);
+    if (!near_group(rest, found, near, back)) group<small_group>(rest, found, near);
     for (int64_t k = 0; i + k < count; ++k) cells[i + k] = found[k];
   }
 
  private:
-  // Candidates around a near cell, for small and large groups.
-  template <int group_sites>
-  static constexpr int32_t window = 2 * group_sites;
+  using V = Vector<T>;
+  static constexpr int lanes = LaneInfo<V>::count;
+  static constexpr int32_t window = 64; // breaks that a near group may reach over
 
-  template <int group_sites>
-  static bool all_inside(T const* sites, T low, T high) {
-    using V = Vector<T>;
-    constexpr int lanes = LaneInfo<V>::count;
+  // Sites that all lie near a cell: the breaks there are compared with all sites, eight breaks at a time,
+  // until one is right of every site.
+  bool near_group(T const* sites, int32_t* cells, int32_t& near, int32_t back) const {
+    if (near <= 0 || near >= n_ || n_ <= small_group) return false;
+    constexpr int vectors = small_group / lanes;
+    V s[vectors];
+    for (int v = 0; v < vectors; ++v) s[v] = load<V>(sites + v * lanes);
+    auto all_left_of = [&](T limit) {
+      int all = (1 << lanes) - 1;
+      for (int v = 0; v < vectors; ++v) all &= bits_less(s[v], broadcast<V>(limit));
+      return all == (1 << lanes) - 1;
+    };
+    int32_t const from = std::max(near - 1 - back, 0);
     int inside = (1 << lanes) - 1;
-    for (int k = 0; k < group_sites; k += lanes) {
-      V const s = load<V>(sites + k);
-      inside &= bits_not_above(broadcast<V>(low), s) & bits_less(s, broadcast<V>(high));
+    for (int v = 0; v < vectors; ++v) inside &= bits_not_above(broadcast<V>(x_[from]), s[v]);
+    if (inside != (1 << lanes) - 1 || !all_left_of(x_[std::min(from + window, n_ - 1)])) return false;
+    if (all_left_of(x_[from + 1])) {
+      for (int k = 0; k < small_group; ++k) cells[k] = from + 1;
+      near = from + 1;
+      return true;
     }
-    return inside == (1 << lanes) - 1;
+    Counter<V> counts[vectors];
+    for (int32_t base = from + 1; base + counted_at_once < n_; base += counted_at_once) {
+      for (int k = 0; k < counted_at_once; ++k) {
+        V const b = broadcast<V>(x_[base + k]);
+        for (int v = 0; v < vectors; ++v) counts[v].add_not_above(b, s[v]);
+      }
+      if (!all_left_of(x_[base + counted_at_once])) continue;
+      for (int v = 0; v < vectors; ++v) counts[v].store(cells + v * lanes, from + 1);
+      near = cells[small_group - 1];
+      return true;
+    }
+    return false;
   }
 
   template <int group_sites>
-  void group(T const* sites, int32_t* cells, int32_t& near, int32_t back) const {
-    using V = Vector<T>;
+  void group(T const* sites, int32_t* cells, int32_t& near) const {
     if (n_ > small_group) {
-      if (near > 0 && near < n_) {
-        int32_t const to = std::min(near + window<group_sites> - back, n_ - 1);
-        int32_t const from = std::max(near - 1 - back, 0);
-        if (all_inside<group_sites>(sites, x_[from], x_[to])) {
-          if (all_inside<group_sites>(sites, x_[near - 1], x_[near])) {
-            for (int k = 0; k < group_sites; ++k) cells[k] = near;
-            return;
-          }
-          for (int k = 0; k < group_sites; ++k) cells[k] = from + 1;
-          narrow<group_sites>(sites, cells, to - from - 1);
-          near = cells[group_sites - 1];
-          return;
-        }
-      }
       narrow<group_sites>(sites, cells,
                           pairs_ ? index_candidates<group_sites>(sites, cells)
                                  : all_candidates<group_sites>(cells));
@@ -97,7 +135,6 @@ class Locator {
       for (int k = 0; k < group_sites; ++k)
         cells[k] = count_not_right(x_, sites[k]) + count_not_right(x_ + counted_at_once, sites[k]);
     }
-    constexpr int lanes = LaneInfo<V>::count;
     uint64_t right = 0;
     for (int k = 0; k < group_sites; k += lanes)
       right |= static_cast<uint64_t>(~bits_less(load<V>(sites + k), broadcast<V>(last_)) & ((1 << lanes) - 1))
@@ -114,11 +151,10 @@ class Locator {
   // returns how many more there may be at most.
   template <int group_sites>
   int32_t index_candidates(T const* sites, int32_t* cells) const {
-    using V = Vector<T>;
     V const first = broadcast<V>(x_[0]), scale = broadcast<V>(scale_), zero = broadcast<V>(0);
     V const top = broadcast<V>(static_cast<T>(slots_));
     int32_t buckets[group_sites];
-    for (int k = 0; k < group_sites; k += LaneInfo<V>::count) {
+    for (int k = 0; k < group_sites; k += lanes) {
       V const q = (load<V>(sites + k) - first) * scale;
       V const low = if_less(zero, q, q, zero);
       store_truncated(buckets + k, if_less(low, top, low, top));
