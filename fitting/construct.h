@@ -112,12 +112,12 @@ T const* contiguous_values(Values<T> y, ptrdiff_t from, ptrdiff_t to, T* room) {
 }
 
 // Writes the cubic of each lane's cell from its end values' slope D and its end slopes.
-template <class V>
+template <class Put = store_halves, class V>
 ORV_INLINE void store_cubic(Real<V>* out, V y, V slope, V inverse, V m0, V m1) {
   V const two = broadcast<V>(2), three = broadcast<V>(3);
   V const c = fma(three, slope, -fma(two, m0, m1)) * inverse;
   V const d = fma(-two, slope, m0 + m1) * (inverse * inverse);
-  store_columns(out, y, m0, c, d);
+  store_columns<Put>(out, y, m0, c, d);
 }
 
 // Chooses a compile-time partition kind: work(Cells<T, ...>).

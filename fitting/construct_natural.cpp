@@ -36,7 +36,9 @@ class Natural {
     // keeps the diagonals in the coefficients that it is going to write; fresh memory costs more than the
     // arithmetic.
     bool const in_place = !factored && n_ >= 4;
-    ptrdiff_t const each = is_interleaved(task_) ? 2 * n_ : n_;
+    streams_ = in_place && n_ >= streaming_breaks;
+    ptrdiff_t const row = (n_ + 7) / 8 * 8 + 8;
+    ptrdiff_t const each = is_interleaved(task_) ? 2 * row : row;
     ptrdiff_t const shared = in_place ? 0 : periodic ? 4 * n_ : 3 * n_;
     Scratch<T> const scratch(static_cast<size_t>(shared + each * threads));
     if (!scratch) return DFStatusNoMemory;
@@ -44,6 +46,10 @@ class Natural {
     if (functions == 0) return DFStatusOk;
     T* const diagonals = in_place ? coefficients_of<T>(task_, 0) : scratch.get() + each * threads;
     lower_ = diagonals, diagonal_ = diagonals + (n_ - 1), upper_ = diagonals + (2 * n_ - 1);
+    if (streams_) { // the vectors of all rows, which begin at break 1, are aligned
+      lower_ = aligned(diagonals);
+      diagonal_ = lower_ + row - 1, upper_ = lower_ + 2 * row - 1;
+    }
     if (!direct_) build_matrix();
     if (factored) {
       int info = 0;
@@ -65,6 +71,12 @@ class Natural {
   }
 
  private:
+  // From here on the arrays exceed the caches that they would have to stay in between two passes.
+  static constexpr ptrdiff_t streaming_breaks = 1 << 18;
+  static T* aligned(T* p) {
+    return reinterpret_cast<T*>((reinterpret_cast<uintptr_t>(p) + 31) & ~uintptr_t{31});
+  }
+
   // Widths as the matrix has them.
   template <class V>
   ORV_INLINE V width(ptrdiff_t i) const {
@@ -85,12 +97,13 @@ class Natural {
 
   void build_matrix() {
     ptrdiff_t const last = n_ - 1;
-    for_lanes<T>(1, last, [&](auto lane, ptrdiff_t i) {
-      using V = decltype(lane);
-      store(lower_ + i - 1, width<V>(i));
-      store(diagonal_ + i, broadcast<V>(2) * width_of_two<V>(i - 1));
-      store(upper_ + i, width<V>(i - 1));
-    });
+    if (!streams_)
+      for_lanes<T>(1, last, [&](auto lane, ptrdiff_t i) {
+        using V = decltype(lane);
+        store(lower_ + i - 1, width<V>(i));
+        store(diagonal_ + i, broadcast<V>(2) * width_of_two<V>(i - 1));
+        store(upper_ + i, width<V>(i - 1));
+      });
     if (ends_.left == End::Periodic) {
       T const first = width<T>(0), end = width<T>(n_ - 2), before = width<T>(n_ - 3);
       diagonal_[0] = T(2) * (end + first) - first;
@@ -122,13 +135,25 @@ class Natural {
 
   void build_right_side(T const* y, T* b) const {
     ptrdiff_t const last = n_ - 1;
-    for_lanes<T>(1, last, [&](auto lane, ptrdiff_t i) {
+    auto right_side = [&](auto lane, ptrdiff_t i) {
       using V = decltype(lane);
       V const y1 = load<V>(y + i);
       V const s0 = (y1 - load<V>(y + i - 1)) * cells_.template inverse_width<V>(i - 1);
       V const s1 = (load<V>(y + i + 1) - y1) * cells_.template inverse_width<V>(i);
-      store(b + i, broadcast<V>(3) * fma(width<V>(i), s0, width<V>(i - 1) * s1));
-    });
+      return broadcast<V>(3) * fma(width<V>(i), s0, width<V>(i - 1) * s1);
+    };
+    if (streams_) { // matrix and right side in one pass
+      for_lanes<T>(1, last, [&](auto lane, ptrdiff_t i) {
+        using V = decltype(lane);
+        stream(lower_ + i - 1, width<V>(i));
+        stream(diagonal_ + i, broadcast<V>(2) * width_of_two<V>(i - 1));
+        stream(upper_ + i, width<V>(i - 1));
+        stream(b + i, right_side(lane, i));
+      });
+      _mm_sfence();
+    } else {
+      for_lanes<T>(1, last, [&](auto lane, ptrdiff_t i) { store(b + i, right_side(lane, i)); });
+    }
     T const first = slope(y, 0), end = slope(y, n_ - 2);
     if (ends_.left == End::Periodic) {
       b[0] = T(3) * fma(width<T>(0), end, width<T>(n_ - 2) * first);
@@ -171,8 +196,8 @@ class Natural {
   }
 
   bool build(int32_t function, T* room, bool factored) {
-    T* const m = room;
-    T const* const y = contiguous_values(values_of<T>(task_, function), 0, n_, room + n_);
+    T* const m = streams_ ? room + 7 : room; // m + 1 is aligned
+    T const* const y = contiguous_values(values_of<T>(task_, function), 0, n_, room + (n_ + 7) / 8 * 8 + 8);
     build_right_side(y, m);
     if (direct_) {
       if (n_ == 3)
@@ -196,12 +221,20 @@ class Natural {
       m[n_ - 1] = m[0];
     }
     T* const out = coefficients_of<T>(task_, function);
-    for_lanes<T>(0, n_ - 1, [&](auto lane, ptrdiff_t i) {
-      using V = decltype(lane);
-      V const y0 = load<V>(y + i), inverse = cells_.template inverse_width<V>(i);
-      store_cubic(out + 4 * i, y0, (load<V>(y + i + 1) - y0) * inverse, inverse, load<V>(m + i),
-                  load<V>(m + i + 1));
-    });
+    auto write = [&]<class Put>(Put) {
+      for_lanes<T>(0, n_ - 1, [&](auto lane, ptrdiff_t i) {
+        using V = decltype(lane);
+        V const y0 = load<V>(y + i), inverse = cells_.template inverse_width<V>(i);
+        store_cubic<Put>(out + 4 * i, y0, (load<V>(y + i + 1) - y0) * inverse, inverse, load<V>(m + i),
+                         load<V>(m + i + 1));
+      });
+    };
+    if (streams_ && (reinterpret_cast<uintptr_t>(out) & 15) == 0) {
+      write(stream_halves());
+      _mm_sfence();
+    } else {
+      write(store_halves());
+    }
     return true;
   }
 
@@ -210,7 +243,7 @@ class Natural {
   Ends ends_;
   ptrdiff_t n_;
   T const* bound_;
-  bool direct_ = false;
+  bool direct_ = false, streams_ = false;
   int unknowns_ = 0;
   T *lower_ = nullptr, *diagonal_ = nullptr, *upper_ = nullptr;
   T const* column_ = nullptr; // of a periodic spline

@@ -57,6 +57,13 @@ ORV_INLINE void store(float* p, float v) { *p = v; }
 ORV_INLINE void store(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
 ORV_INLINE void store(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
 
+// Past the caches, for arrays that are larger than they are; vectors must be aligned, and a fence must
+// follow.
+ORV_INLINE void stream(double* p, double v) { *p = v; }
+ORV_INLINE void stream(float* p, float v) { *p = v; }
+ORV_INLINE void stream(double* p, __m256d v) { _mm256_stream_pd(p, v); }
+ORV_INLINE void stream(float* p, __m256 v) { _mm256_stream_ps(p, v); }
+
 template <class V>
 ORV_INLINE V broadcast(Real<V> v) {
   if constexpr (sizeof(V) == sizeof(Real<V>))
@@ -149,29 +156,48 @@ ORV_INLINE void for_lanes(ptrdiff_t from, ptrdiff_t to, Step&& step) {
 }
 
 // Writes four (two) rows as columns: element k of the vectors becomes p[4k] to p[4k + 3] (p[2k], p[2k + 1]).
+// `Put` is how: store_halves, or stream_halves on rows aligned to 16 bytes.
+struct store_halves {
+  ORV_INLINE static void put(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
+  ORV_INLINE static void put(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+};
+struct stream_halves {
+  ORV_INLINE static void put(double* p, __m256d v) {
+    _mm_stream_pd(p, _mm256_castpd256_pd128(v));
+    _mm_stream_pd(p + 2, _mm256_extractf128_pd(v, 1));
+  }
+  ORV_INLINE static void put(float* p, __m256 v) {
+    _mm_stream_ps(p, _mm256_castps256_ps128(v));
+    _mm_stream_ps(p + 4, _mm256_extractf128_ps(v, 1));
+  }
+};
+template <class Put = store_halves>
 ORV_INLINE void store_columns(double* p, double a, double b, double c, double d) {
   p[0] = a, p[1] = b, p[2] = c, p[3] = d;
 }
+template <class Put = store_halves>
 ORV_INLINE void store_columns(float* p, float a, float b, float c, float d) {
   p[0] = a, p[1] = b, p[2] = c, p[3] = d;
 }
+template <class Put = store_halves>
 ORV_INLINE void store_columns(double* p, __m256d a, __m256d b, __m256d c, __m256d d) {
   __m256d const ab0 = _mm256_unpacklo_pd(a, b), ab1 = _mm256_unpackhi_pd(a, b);
   __m256d const cd0 = _mm256_unpacklo_pd(c, d), cd1 = _mm256_unpackhi_pd(c, d);
-  _mm256_storeu_pd(p, _mm256_permute2f128_pd(ab0, cd0, 0x20));
-  _mm256_storeu_pd(p + 4, _mm256_permute2f128_pd(ab1, cd1, 0x20));
-  _mm256_storeu_pd(p + 8, _mm256_permute2f128_pd(ab0, cd0, 0x31));
-  _mm256_storeu_pd(p + 12, _mm256_permute2f128_pd(ab1, cd1, 0x31));
+  Put::put(p, _mm256_permute2f128_pd(ab0, cd0, 0x20));
+  Put::put(p + 4, _mm256_permute2f128_pd(ab1, cd1, 0x20));
+  Put::put(p + 8, _mm256_permute2f128_pd(ab0, cd0, 0x31));
+  Put::put(p + 12, _mm256_permute2f128_pd(ab1, cd1, 0x31));
 }
+template <class Put = store_halves>
 ORV_INLINE void store_columns(float* p, __m256 a, __m256 b, __m256 c, __m256 d) {
   __m256 const ab0 = _mm256_unpacklo_ps(a, b), ab1 = _mm256_unpackhi_ps(a, b);
   __m256 const cd0 = _mm256_unpacklo_ps(c, d), cd1 = _mm256_unpackhi_ps(c, d);
   __m256 const r0 = _mm256_shuffle_ps(ab0, cd0, 0x44), r1 = _mm256_shuffle_ps(ab0, cd0, 0xEE);
   __m256 const r2 = _mm256_shuffle_ps(ab1, cd1, 0x44), r3 = _mm256_shuffle_ps(ab1, cd1, 0xEE);
-  _mm256_storeu_ps(p, _mm256_permute2f128_ps(r0, r1, 0x20));
-  _mm256_storeu_ps(p + 8, _mm256_permute2f128_ps(r2, r3, 0x20));
-  _mm256_storeu_ps(p + 16, _mm256_permute2f128_ps(r0, r1, 0x31));
-  _mm256_storeu_ps(p + 24, _mm256_permute2f128_ps(r2, r3, 0x31));
+  Put::put(p, _mm256_permute2f128_ps(r0, r1, 0x20));
+  Put::put(p + 8, _mm256_permute2f128_ps(r2, r3, 0x20));
+  Put::put(p + 16, _mm256_permute2f128_ps(r0, r1, 0x31));
+  Put::put(p + 24, _mm256_permute2f128_ps(r2, r3, 0x31));
 }
 ORV_INLINE void store_columns(double* p, double a, double b) { p[0] = a, p[1] = b; }
 ORV_INLINE void store_columns(float* p, float a, float b) { p[0] = a, p[1] = b; }

@@ -1,7 +1,7 @@
-// Cell search. Hybrid, sorted and peak search share one routine: sixteen sites at a time get a common bound
-// on the number of candidates (from the neighbourhood of the last cell, or from the cell index), which a
-// branchless bisection brings down to eight, and these are counted with vector compares. Sites go side by
-// side so that their loads overlap.
+// Cell search. Hybrid, sorted and peak search share one routine. A group of sites near the last cell is
+// compared with the breaks there. Any other group gets a common bound on the number of candidates (from the
+// cell index), which a branchless bisection brings down to eight, and these are counted with vector compares.
+// Sites go side by side so that their loads overlap.
 #include "fitting/search.h"
 
 #include "fitting/lanes.h"
