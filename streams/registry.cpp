@@ -26,8 +26,8 @@ constexpr BrngProperties r250{1024, 252, 1, 4, 32, BRNG(R250)};
 constexpr BrngProperties mrg32k3a{40, 6, 1, 4, 32, BRNG(MRG32K3A)};
 constexpr BrngProperties mcg59{32, 1, 0, 8, 59, BRNG(MCG59)};
 constexpr BrngProperties wh{48, 4, 1, 16, 24, BRNG(WH)};
-constexpr BrngProperties sobol{11712, 2604, 0, 4, 32, NO_BRNG};
-constexpr BrngProperties niederr{84288, 10498, 0, 4, 32, NO_BRNG};
+constexpr BrngProperties sobol{11712, 2604, 0, 4, 32, BRNG(Sobol)};
+constexpr BrngProperties niederr{84288, 10498, 0, 4, 32, BRNG(Niederr)};
 
 struct LegacyTable {
   BrngProperties row[legacy_rows];
