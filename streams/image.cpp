@@ -2,6 +2,7 @@
 //
 // Nothing in an image is trusted but its length in memory: sizes are compared with the registry's, payloads
 // of a file are read in growing pieces, and generators and owners of chunks bound what they find.
+#include "streams/abstract.h"
 #include "streams/mcg.h"
 #include "streams/processor.h"
 #include "streams/stream.h"
@@ -195,6 +196,7 @@ int32_t load(RngStream** stream, Reader& in) {
   int32_t const status = __rnqAllocateStream(stream, table, brng, index, sub);
   if (status != RnqOk) return status;
   if (!in.pass(head - header_size) || !in.read(*stream + 1, state_bytes)) return RnqErrFileRead;
+  check_loaded_abstract(*stream, *row);
   if (brng == 0xE00000 && !__rnqCPUisRDRAND()) return RnqErrNoRdrand;
   if (brng == 0xF00000 && !__rnqCPUisAES()) return RnqErrNoAes;
   return load_chunks(*stream, *row, version, chunk_count, in);

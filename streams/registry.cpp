@@ -1,4 +1,5 @@
 // The registry of basic generators.
+#include "streams/abstract.h"
 #include "streams/stream.h"
 
 using namespace orv::streams;
@@ -12,14 +13,7 @@ namespace {
 
 constexpr uint32_t rows = 512, legacy_rows = 281, static_rows = 16;
 
-// Generators that stand in the table before their code does.
-int32_t no_init(int32_t, RngStream*, int32_t, const void*) { return RnqErrBadBrng; }
-int32_t no_single(RngStream*, int32_t, float*, float, float) { return RnqErrBadBrng; }
-int32_t no_double(RngStream*, int32_t, double*, double, double) { return RnqErrBadBrng; }
-int32_t no_integer(RngStream*, int32_t, void*) { return RnqErrBadBrng; }
-
 #define BRNG(name) __rnqBRng##name##InitStream, __rnqsBRng##name, __rnqdBRng##name, __rnqiBRng##name
-#define NO_BRNG no_init, no_single, no_double, no_integer
 
 constexpr BrngProperties mcg31m1{24, 1, 0, 4, 31, BRNG(MCG31M1)};
 constexpr BrngProperties r250{1024, 252, 1, 4, 32, BRNG(R250)};
@@ -49,9 +43,9 @@ BrngProperties __RegBrngsNew[512] = {
     niederr,
     {2520, 625, 1, 4, 32, BRNG(MT19937)},
     {312, 70, 1, 4, 32, BRNG(MT2203)},
-    {40, 0, 1, 4, 32, NO_BRNG},
-    {56, 0, 1, 4, 32, NO_BRNG},
-    {48, 0, 1, 4, 32, NO_BRNG},
+    {abstract_stream_size<uint32_t>, 0, 1, 4, 32, BRNG(iAbstract)},
+    {abstract_stream_size<double>, 0, 1, 4, 32, BRNG(dAbstract)},
+    {abstract_stream_size<float>, 0, 1, 4, 32, BRNG(sAbstract)},
     {2536, 625, 1, 4, 32, BRNG(SFMT19937)},
     {24, 1, 0, 4, 32, BRNG(TRNG)},
     {72, 8, 1, 4, 32, BRNG(ARS5)},

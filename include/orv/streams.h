@@ -189,8 +189,8 @@ void __rnqGenerateNewGlobalRODataTableEntryId(uint64_t* key, intptr_t salt);
 
 /* ---- images: a stream in a file or in memory ---- */
 
-/* nameLength of 0 or more: so many characters of name are the file's name; below 0: name ends with a zero. The format
- * is described in docs/stream_image.md. A load stores null when it fails. */
+/* nameLength of 0 or more: so many characters of name are the file's name; below 0: name ends with a zero.
+ * The format is described in docs/stream_image.md. A load stores null when it fails. */
 int32_t __rnqSaveStreamF(const RngStream* stream, const char* name, int32_t nameLength);
 int32_t __rnqLoadStreamF(RngStream** stream, const char* name, int32_t nameLength);
 int32_t __rnqGetStreamSize(const RngStream* stream); /* bytes of the image */
@@ -255,12 +255,34 @@ ORV_DECLARE_BRNG(WH)
 ORV_DECLARE_BRNG(MT19937)
 ORV_DECLARE_BRNG(MT2203)
 ORV_DECLARE_BRNG(SFMT19937)
-/* Quasi-random: `params` of creation is a list of words: the dimension, or the dimension, 1, a class and tables. */
+/* Quasi-random: `params` of creation is a list of words: the dimension, or the dimension, 1, a class and
+ * tables. */
 ORV_DECLARE_BRNG(Sobol)
 ORV_DECLARE_BRNG(Niederr)
 ORV_DECLARE_BRNG(TRNG)
 ORV_DECLARE_BRNG(ARS5)
 ORV_DECLARE_BRNG(PHILOX4X32X10)
+
+ORV_DECLARE_BRNG(iAbstract)
+ORV_DECLARE_BRNG(dAbstract)
+ORV_DECLARE_BRNG(sAbstract)
+
+/* Abstract streams hand out numbers of the caller's: from a ring of `size` elements at `buffer`, which
+ * `refill` fills. It is called on the drawing thread when the ring is empty, with the number of elements that
+ * are wanted now, the room there is, and the ring index where the first new element goes (indices wrap at
+ * *size); it returns how many it wrote, at least one. The numbers of a real stream lie between lower and
+ * upper. Buffer and callback stay the caller's. */
+typedef int32_t (*RngRefillInteger)(RngStream* stream, int32_t* size, uint32_t* buffer, int32_t* wanted,
+                                    int32_t* room, int32_t* position);
+typedef int32_t (*RngRefillDouble)(RngStream* stream, int32_t* size, double* buffer, int32_t* wanted,
+                                   int32_t* room, int32_t* position);
+typedef int32_t (*RngRefillSingle)(RngStream* stream, int32_t* size, float* buffer, int32_t* wanted,
+                                   int32_t* room, int32_t* position);
+int32_t __rnqiNewAbstractStream(RngStream** stream, int32_t size, uint32_t* buffer, RngRefillInteger refill);
+int32_t __rnqdNewAbstractStream(RngStream** stream, int32_t size, double* buffer, double lower, double upper,
+                                RngRefillDouble refill);
+int32_t __rnqsNewAbstractStream(RngStream** stream, int32_t size, float* buffer, float lower, float upper,
+                                RngRefillSingle refill);
 
 /* Whether the processor has SSE2 and AES, vector AES, RDRAND. */
 int32_t __rnqCPUisAES(void);
