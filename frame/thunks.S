@@ -48,6 +48,35 @@
 #define FORM_scalar FORM_unary
 #define FORM_linear_frac FORM_unary
 
+/* Pack and Unpack: the kernel is given one argument more, the width switch 1 for 32-bit counts and strides. On
+ * 64 bits it is the fifth and goes into a register; on 32 bits the arguments are copied into a new frame. Five words
+ * where n is 64 bits wide, six where there is a stride too. */
+#if defined(__x86_64__) && !defined(_WIN32)
+#define PACK_JUMP(pair, slot, words) movl $1, %r8d; JUMP(pair, slot)
+#else
+#ifdef _WIN32
+#define CALL_SLOT(pair, slot) call *(_orv_elw_kernel_##pair##_ttab + slot * SLOT_BYTES)
+#else
+#define CALL_SLOT(pair, slot) call .Lnext_instruction_in_eax; 2: call *(orv_slots_##pair + slot * SLOT_BYTES - 2b)(%eax)
+#endif
+#define PACK_JUMP(pair, slot, words) \
+  pushl %ebp; movl %esp, %ebp; subl $(4 * (words + 1) + 15), %esp; andl $-16, %esp; \
+  movl $1, 4 * words(%esp); \
+  .irp word, 0, 1, 2, 3, 4, 5; .if \word < words; movl 8 + 4 * \word(%ebp), %eax; movl %eax, 4 * \word(%esp); .endif; .endr; \
+  CALL_SLOT(pair, slot); leave; ret
+#endif
+#define PACK_THUNKS(x, pair, words) SLOTS(pair) \
+  ENTRY(JOIN(_elw##pair, LA_##x)) PACK_JUMP(pair, 0, words); \
+  ENTRY(_elw##pair) ENTRY(_elw##pair##_HA) PACK_JUMP(pair, 1, words); \
+  ENTRY(JOIN(_elw##pair, EP_##x)) PACK_JUMP(pair, 2, words);
+#define WORDS_PackI 6
+#define WORDS_UnpackI 6
+#define WORDS_PackM 5
+#define WORDS_PackV 5
+#define WORDS_UnpackM 5
+#define WORDS_UnpackV 5
+#define FORM_pack(x, name) PACK_THUNKS(x, x##name, WORDS_##name)
+
         .text
 #if defined(__i386__) && !defined(_WIN32)
         .p2align 4
