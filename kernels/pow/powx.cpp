@@ -113,7 +113,7 @@ template <class T> struct PowxArrays {
     x.call(orv_elw_kernel_d##name##_ttab, orv_elw_kernel_d##name##I_ttab, level)
 
 template <class T, Level level, int n> bool integer_power(PowxArrays<T> const& x, T b, const char* name) {
-  if (b == T(n)) {
+  if (scalar::bits(b) == scalar::bits(T(n))) {
     x.loop(IntegerPower<T, n, level == Level::LA && (n > 5)>(), name);
     return true;
   }
@@ -123,48 +123,55 @@ template <class T, Level level, int n> bool integer_power(PowxArrays<T> const& x
 
 template <class T, Level level> void inverse(PowxArrays<T> const& x) { ORV_SLOT_CALL(Inv); }
 
-// True if the exponent was one of the special ones. They are told by their bits alone, before the frame.
+// The values next to 1/3 and 2/3.
+template <class T> constexpr simd::UnsignedOf<T> third = 0x3EAAAAAB;
+template <> constexpr uint64_t third<double> = 0x3FD5555555555555;
+template <class T> constexpr simd::UnsignedOf<T> two_thirds = 0x3F2AAAAB;
+template <> constexpr uint64_t two_thirds<double> = 0x3FE5555555555555;
+
+// True if the exponent was one of the special ones. They are told by their bits alone: this runs before the frame,
+// under the caller's control state.
 template <class T, Level level> bool special_exponent(PowxArrays<T> const& x, T b, const char* name) {
   constexpr bool low = level != Level::HA, ep = level == Level::EP;
-  auto is = [b](double value) { return scalar::bits(b) == scalar::bits(static_cast<T>(value)); };
-  if (is(0.0) || is(-0.0)) {
+  auto is = [b](T value) { return scalar::bits(b) == scalar::bits(value); };
+  if (is(T(0.0)) || is(T(-0.0))) {
     T const one = 1;
     x.each(&one);
     return true;
   }
-  if (is(1.0)) return x.each(nullptr), true;
-  if (is(2.0)) return x.loop(IntegerPower<T, 2>(), name), true;
-  if (is(-1.0)) return inverse<T, level>(x), true;
-  if (is(0.5)) {
+  if (is(T(1.0))) return x.each(nullptr), true;
+  if (is(T(2.0))) return x.loop(IntegerPower<T, 2>(), name), true;
+  if (is(T(-1.0))) return inverse<T, level>(x), true;
+  if (is(T(0.5))) {
     ORV_SLOT_CALL(Sqrt);
     return true;
   }
-  if (is(-0.5)) {
+  if (is(T(-0.5))) {
     ORV_SLOT_CALL(InvSqrt);
     return true;
   }
-  if (is(1.5)) {
+  if (is(T(1.5))) {
     ORV_SLOT_CALL(Pow3o2);
     return true;
   }
   if constexpr (low) {
-    if (b >= T(3) && b <= T(9) && integer_power<T, level, 3>(x, b, name)) return true;
-    if (is(-2.0) || is(-3.0) || is(-4.0)) {
+    if (integer_power<T, level, 3>(x, b, name)) return true;
+    if (is(T(-2.0)) || is(T(-3.0)) || is(T(-4.0))) {
       integer_power<T, level, 2>(x, -b, name);
       inverse<T, level>(x.on_result());
       return true;
     }
   }
   if constexpr (ep) {
-    if (is(1.0 / 3)) {
+    if (scalar::bits(b) == third<T>) {
       ORV_SLOT_CALL(Cbrt);
       return true;
     }
-    if (is(-1.0 / 3)) {
+    if (scalar::bits(b) == (third<T> | simd::sign_mask<T>)) {
       ORV_SLOT_CALL(InvCbrt);
       return true;
     }
-    if (is(2.0 / 3)) {
+    if (scalar::bits(b) == two_thirds<T>) {
       ORV_SLOT_CALL(Pow2o3);
       return true;
     }
