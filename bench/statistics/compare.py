@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Times moments and covariance beside numpy, GSL and Armadillo, and counts the correct digits of the methods.
+"""Times moments and covariance beside numpy, GSL, Armadillo and (where installed) R, and counts the correct digits of the methods.
 
     OPENBLAS_NUM_THREADS=1 bench/statistics/compare.py build/linux-x86_64 [--threads 1] [--runs 15]
 
@@ -8,7 +8,9 @@ this library: above 1, the peer is slower.
 """
 import argparse
 import ctypes
+import shutil
 import statistics
+import subprocess
 import time
 from fractions import Fraction
 
@@ -48,15 +50,42 @@ class Task:
         getattr(self.lib, "__rnqSSDeleteTask")(ctypes.byref(self.handle))
 
 
+class R:
+    """An R process that holds data of its own and times one evaluation on request."""
+
+    def __init__(self, n, p, expression):
+        script = f"""
+            x <- matrix(rnorm({n} * {p}, 3), {n}, {p})
+            moments <- function(v) {{ m <- mean(v); d <- v - m; e <- d * d; c(m, sum(e), sum(e * d), sum(e * e)) }}
+            input <- file("stdin", "r")
+            while (length(readLines(input, n = 1)) == 1) {{
+              t <- Sys.time()
+              r <- {expression}
+              cat(sprintf("%.9f\\n", as.numeric(Sys.time() - t, units = "secs")))
+              flush(stdout())
+            }}"""
+        self.process = subprocess.Popen(["Rscript", "-e", script], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def __call__(self):
+        self.process.stdin.write("go\n")
+        self.process.stdin.flush()
+        return float(self.process.stdout.readline())
+
+    def __del__(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
 def interleaved(works, runs):
+    """A work that returns a number has timed itself."""
     for work in works.values():
         work()
     times = {name: [] for name in works}
     for _ in range(runs):
         for name, work in works.items():
             start = time.perf_counter()
-            work()
-            times[name].append(time.perf_counter() - start)
+            own = work()
+            times[name].append(own if isinstance(work, R) else time.perf_counter() - start)
     return times
 
 
@@ -100,6 +129,8 @@ def speed(lib, peers, threads, runs):
             "Armadillo, variables": lambda: peers.bench_armadillo(vector(f.ctypes.data), ctypes.c_long(n),
                                                                   ctypes.c_long(p), vector(out.ctypes.data)),
         }
+        if shutil.which("Rscript"):
+            works["R, variables"] = R(n, p, "apply(x, 2, moments)" if p > 1 else "moments(x[, 1])")
         if p == 1:
             del works["one-pass, observations"], works["numpy, observations"]
         report(f"four moments of {n} x {p}, ratio to one-pass over variables", interleaved(works, runs),
@@ -120,6 +151,8 @@ def speed(lib, peers, threads, runs):
     works["Armadillo cov"] = lambda: peers.bench_armadillo_cov(vector(f.ctypes.data), ctypes.c_long(n),
                                                                ctypes.c_long(p), vector(out.ctypes.data))
     works["plain sum"] = lambda: peers.bench_sum(vector(c.ctypes.data), ctypes.c_long(n * p))
+    if shutil.which("Rscript"):
+        works["R cov"] = R(n, p, "cov(x)")
     times = interleaved(works, runs)
     report(f"covariance of {n} x {p}, ratio to one-pass over observations", times, "one-pass, observations", n * p)
     expected = np.cov(c, rowvar=False)
