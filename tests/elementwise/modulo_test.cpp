@@ -12,11 +12,10 @@ template <class T> struct Exact {
     constexpr int digits = std::numeric_limits<T>::digits;
     auto ma = static_cast<uint64_t>(std::ldexp(std::frexp(std::fabs(a), &ea), digits));
     auto mb = static_cast<uint64_t>(std::ldexp(std::frexp(std::fabs(b), &eb), digits));
-    if (ea < eb) { // on b's unit a would have a fraction: on a's unit instead, where b may be huge
-      fmod = a;
-      bool const half = eb - ea == 1 && 2 * mb > 0 && ma > mb; // |a| > |b| / 2
-      remainder = half ? static_cast<T>(std::copysign(std::fabs(a) - std::fabs(b), 1.0)) : a;
-      if (half && std::signbit(a)) remainder = -remainder;
+    if (ea < eb) { // |a| below |b|: only the remainder can differ from a, where |a| is above |b| / 2
+      fmod = remainder = a;
+      if (eb - ea == 1 && ma > mb) remainder = std::fabs(a) - std::fabs(b); // exact: they are close
+      if (remainder != a && std::signbit(a)) remainder = -remainder;
       return;
     }
     bool odd = ma / mb & 1;
