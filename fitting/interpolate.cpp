@@ -439,6 +439,36 @@ class Interpolation {
   }
 };
 
+// One site of one function, without the machinery of groups; the bits are those of a list.
+template <int Order, class T>
+void evaluate_one(T const* row, T t, Request const& request, T* out) {
+  int32_t const piece = 0;
+  T c[Order];
+  load_rows<Order>(row, &piece, c);
+  request.each([&](int64_t r, int64_t ordinal) {
+    out[ordinal] = r == 0   ? derivative<0>(c, t)
+                   : r == 1 ? derivative<1>(c, t)
+                   : r == 2 ? derivative<2>(c, t)
+                   : r == 3 ? derivative<3>(c, t)
+                            : T(0);
+  });
+}
+template <class T>
+void interpolate_one(DFTask const& task, Partition<T> const& partition, Kind kind, T site,
+                     Request const& request, T* out) {
+  int32_t const p = piece_of(cell_of(task, site), partition.n);
+  T const t = site - partition.at(p);
+  auto const* const row = coefficients_of<T>(task, 0) + static_cast<ptrdiff_t>(task.splineOrder) * p;
+  switch (kind) {
+  case Kind::Linear:
+    return evaluate_one<2>(row, t, request, out);
+  case Kind::Quadratic:
+    return evaluate_one<3>(row, t, request, out);
+  default:
+    return evaluate_one<4>(row, t, request, out);
+  }
+}
+
 constexpr bool is_result_layout(int64_t hint) {
   return hint == 0 || hint == 16 || hint == 32 || hint == 128 || hint == 256 || hint == 512;
 }
@@ -459,12 +489,18 @@ int32_t interpolate(DFTask const* task, int64_t type, int64_t site_count, T cons
   if (layout == 0 || layout == 128) layout = DFResultFuncSiteDeriv;
 
   Partition<T> const partition(*task);
+  Request const request(flags, flag_count, task->wideIndices != 0);
+  if (site_count == 1 && kind <= Kind::Cubic && task->functionCount == 1 && (type & 4) == 0 && !search &&
+      !callbacks.any()) {
+    interpolate_one(*task, partition, kind, *sites, request, results);
+    return DFStatusOk;
+  }
   std::atomic<int64_t> last_call{0};
   Interpolation<T> const work{*task,
                               partition,
                               Knots<T>(*task, partition),
                               kind,
-                              Request(flags, flag_count, task->wideIndices != 0),
+                              request,
                               SiteList<T>(sites, site_hint, site_count),
                               site_count,
                               method,

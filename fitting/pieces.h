@@ -81,11 +81,12 @@ inline Kind kind_of(DFTask const& task, bool all_callbacks) {
 
 // The rows that an evaluation reads.
 inline int32_t check_sources(DFTask const& task, Kind kind, bool all_callbacks) {
-  if (task.functionCount == 0 || all_callbacks) return DFStatusOk;
-  bool const values = reads_values(kind);
-  if (values && (!task.valueRows || !task.valueRows[0])) return DFStatusNullValues;
-  return values || task.coeffRows ? static_cast<int32_t>(DFStatusOk)
-                                  : static_cast<int32_t>(DFStatusNullCoeffs);
+  if (all_callbacks) return DFStatusOk;
+  if (reads_values(kind))
+    return task.valueRows && task.valueRows[0] ? static_cast<int32_t>(DFStatusOk)
+                                               : static_cast<int32_t>(DFStatusNullValues);
+  return task.coeffRows || task.functionCount == 0 ? static_cast<int32_t>(DFStatusOk)
+                                                   : static_cast<int32_t>(DFStatusNullCoeffs);
 }
 
 // The polynomial of a cell; any cell value gives a polynomial of the partition.

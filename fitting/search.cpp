@@ -401,6 +401,32 @@ int32_t choose_method(DFTask const& task, int64_t site_hint, T const* data_hint,
 }
 
 template <class T>
+int32_t cell_of(DFTask const& task, T site) {
+  auto const* x = breaks<T>(task);
+  int32_t const n = break_count(task);
+  if (task.breakHint == DFUniform) {
+    int32_t cell;
+    even_cells(&site, 1, x[0], x[1], static_cast<T>(n - 1) / (x[1] - x[0]), n, &cell);
+    return cell;
+  }
+  if (!(site < x[n - 1])) return site == x[n - 1] ? n - 1 : n;
+  if (site < x[0]) return 0;
+  int32_t low = 0, length = n; // breaks before low are not right of the site, breaks from low + length on are
+  if (task.cellIndex && task.breakHint != DFQuasiUniform) {
+    auto const* pair =
+        task.cellIndex[bucket_of(site, x[0], index_scale<T>(task), static_cast<int32_t>(task.indexSlots))];
+    low = std::clamp(pair[0], 0, n - 1);
+    length = std::clamp(pair[1] - low, 0, n - low);
+  }
+  while (length > 0) {
+    int32_t const half = (length + 1) >> 1;
+    low += half & -static_cast<int32_t>(x[low + half - 1] <= site);
+    length -= half;
+  }
+  return low;
+}
+
+template <class T>
 typename Types<T>::SearchBlock search_constants(DFTask const& task, int32_t method, T const* data_hint,
                                                 typename Types<T>::SearchCallback callback, void* parameter) {
   typename Types<T>::SearchBlock block{};
@@ -415,6 +441,7 @@ typename Types<T>::SearchBlock search_constants(DFTask const& task, int32_t meth
 }
 
 #define ORV_INSTANCE(t, T)                                                                                   \
+  template int32_t cell_of<T>(DFTask const&, T);                                                             \
   template int32_t choose_method<T>(DFTask const&, int64_t, T const*, bool);                                 \
   template t##DFSearchBlock search_constants<T>(DFTask const&, int32_t, T const*, t##DFSearchCallback, void*);
 ORV_INSTANCE(d, double)

@@ -17,6 +17,10 @@ SearchKernel<T> search_kernel(int32_t method);
 template <class T>
 SearchKernel<T> search_kernel_32(int32_t method);
 
+// The cell of a single site, as every method but a callback finds it.
+template <class T>
+int32_t cell_of(DFTask const& task, T site);
+
 // The method for a list of sites, or DFStatusBadDataHint.
 template <class T>
 int32_t choose_method(DFTask const& task, int64_t site_hint, T const* data_hint, bool has_callback);
