@@ -40,23 +40,22 @@ ORV_INLINE SplitD split(D x) {
   return {e, y, simd::fms(m, y, D(1.0)), row};
 }
 
-ORV_INLINE simd::Offsets4 rows(__m128i y) {
+// Four 32-bit integers as offsets, less a constant that folds into the addresses.
+ORV_INLINE simd::Offsets4 offsets(__m128i y, std::size_t first) {
 #ifdef __x86_64__
   auto const low = static_cast<uint64_t>(_mm_cvtsi128_si64(y)), high = static_cast<uint64_t>(_mm_extract_epi64(y, 1));
-  return {{static_cast<uint32_t>(low) - 512, static_cast<uint32_t>(low >> 32) - 512,
-           static_cast<uint32_t>(high) - 512, static_cast<uint32_t>(high >> 32) - 512}};
+  return {{(low & 0xFFFFFFFF) - first, (low >> 32) - first, (high & 0xFFFFFFFF) - first, (high >> 32) - first}};
 #else
-  return {{static_cast<uint32_t>(_mm_cvtsi128_si32(y)) - 512, static_cast<uint32_t>(_mm_extract_epi32(y, 1)) - 512,
-           static_cast<uint32_t>(_mm_extract_epi32(y, 2)) - 512,
-           static_cast<uint32_t>(_mm_extract_epi32(y, 3)) - 512}};
+  return {{static_cast<std::size_t>(_mm_cvtsi128_si32(y)) - first,
+           static_cast<std::size_t>(_mm_extract_epi32(y, 1)) - first,
+           static_cast<std::size_t>(_mm_extract_epi32(y, 2)) - first,
+           static_cast<std::size_t>(_mm_extract_epi32(y, 3)) - first}};
 #endif
 }
 // Special lanes give rows too: an approximate reciprocal of the mantissa always lies in the table.
-ORV_INLINE D entry(const double* table, __m128i y) { return simd::lookup(table, rows(y)); }
+ORV_INLINE D entry(const double* table, __m128i y) { return simd::lookup(table, offsets(y, 512)); }
 ORV_INLINE VecPair<double> entry(const Pair<double>* table, __m128i y) {
-  simd::Offsets4 o = rows(y);
-  for (uint32_t& i : o.i) i *= 2;
-  return simd::lookup_pair(table, o);
+  return simd::lookup_pair(table, offsets(_mm_add_epi32(y, y), 1024));
 }
 
 // ln(1 + z) without its linear term, over z^2: even and odd terms in two chains.

@@ -13,18 +13,19 @@ template <class T> struct VecPair {
   Vec<T> hi, lo;
 };
 
-// The low 32 bits of each 64-bit lane.
+// The low 32 bits of each 64-bit lane, as address-sized integers: constant offsets fold into the addresses.
 struct Offsets4 {
-  uint32_t i[4];
+  std::size_t i[4];
 };
 ORV_INLINE Offsets4 extract(Bits<double> index) {
   __m128i const low = _mm256_castsi256_si128(index.v), high = _mm256_extracti128_si256(index.v, 1);
 #ifdef __x86_64__
-  return {{static_cast<uint32_t>(_mm_cvtsi128_si64(low)), static_cast<uint32_t>(_mm_extract_epi64(low, 1)),
-           static_cast<uint32_t>(_mm_cvtsi128_si64(high)), static_cast<uint32_t>(_mm_extract_epi64(high, 1))}};
+  // The upper halves are 0: an index is masked.
+  return {{static_cast<std::size_t>(_mm_cvtsi128_si64(low)), static_cast<std::size_t>(_mm_extract_epi64(low, 1)),
+           static_cast<std::size_t>(_mm_cvtsi128_si64(high)), static_cast<std::size_t>(_mm_extract_epi64(high, 1))}};
 #else
-  return {{static_cast<uint32_t>(_mm_cvtsi128_si32(low)), static_cast<uint32_t>(_mm_extract_epi32(low, 2)),
-           static_cast<uint32_t>(_mm_cvtsi128_si32(high)), static_cast<uint32_t>(_mm_extract_epi32(high, 2))}};
+  return {{static_cast<std::size_t>(_mm_cvtsi128_si32(low)), static_cast<std::size_t>(_mm_extract_epi32(low, 2)),
+           static_cast<std::size_t>(_mm_cvtsi128_si32(high)), static_cast<std::size_t>(_mm_extract_epi32(high, 2))}};
 #endif
 }
 
