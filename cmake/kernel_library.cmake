@@ -21,7 +21,7 @@ orv_export_list(orv_elw_avx2 ${ORV_EXPORT_FILES})
 if(WIN32)
   set_target_properties(orv_elw_avx2 PROPERTIES PREFIX "" OUTPUT_NAME orv_elw_avx2.2)
   target_link_options(orv_elw_avx2 PRIVATE -static)
-else()
+elseif(NOT ORV_SANITIZE) # a sanitizer's runtime stays undefined in a library
   target_link_options(orv_elw_avx2 PRIVATE -Wl,-z,defs)
 endif()
 

@@ -21,7 +21,7 @@ public:
       __asm__ volatile("fnclex\n\tfldcw %0" ::"m"(masked) : "memory");
       x87_changed_ = true;
     }
-    mode_ = orv_elw_kernel_GetMode();
+    mode_ = ElwMode();
     uint32_t const wanted = (mode_ & denormal_mask) == ORV_FLUSH_DENORMALS ? ElwMxcsrFlush : ElwMxcsrPlain;
     __asm__ volatile("stmxcsr %0" : "=m"(mxcsr_)::"memory");
     if ((mxcsr_ & 0xFFC0) != wanted) [[unlikely]] {

@@ -39,7 +39,9 @@ ElwThreadState* new_block() {
 
 constexpr uint32_t default_accuracy = ORV_HA;
 
-[[gnu::noinline]] uint32_t first_mode(ElwThreadState& state) {
+} // namespace
+
+uint32_t ElwFirstMode(ElwThreadState& state) {
   uint64_t const setting = ElwReadEnvMode();
   uint32_t mode = setting == no_env_mode ? 0 : static_cast<uint32_t>(setting);
   if (!(mode & accuracy_mask)) mode |= default_accuracy;
@@ -47,12 +49,8 @@ constexpr uint32_t default_accuracy = ORV_HA;
   return state.mode = mode;
 }
 
-uint32_t mode_of(ElwThreadState& state) { return state.mode ? state.mode : first_mode(state); }
-
-} // namespace
-
 ElwThreadState& ElwGetThreadState() {
-  void* block = platform::slot_exists() ? platform::slot_get() : nullptr;
+  void* block = platform::slot_get();
   return *(block ? static_cast<ElwThreadState*>(block) : first_block());
 }
 
@@ -78,16 +76,15 @@ void on_library_unload() {
 
 using orv::ElwGetThreadState;
 
-ORV_EXPORT uint32_t orv_elw_kernel_GetMode() { return orv::mode_of(ElwGetThreadState()); }
+ORV_EXPORT uint32_t orv_elw_kernel_GetMode() { return orv::ElwMode(); }
 
 ORV_EXPORT uint32_t orv_elw_kernel_SetMode(uint32_t wanted) {
-  auto& state = ElwGetThreadState();
-  uint32_t const old = orv::mode_of(state);
+  uint32_t const old = orv::ElwMode();
   uint32_t mode = old;
   for (uint32_t field : {orv::accuracy_mask, orv::error_mode_mask, orv::denormal_mask, orv::trap_mask,
                          orv::carried_mask})
     if (wanted & field) mode = (mode & ~field) | (wanted & field);
-  state.mode = mode;
+  ElwGetThreadState().mode = mode;
   return old;
 }
 
@@ -111,7 +108,7 @@ ORV_EXPORT OrvErrorCallback orv_elw_kernel_GetErrorCallBack() { return ElwGetThr
 ORV_EXPORT OrvErrorCallback orv_elw_kernel_SetErrorCallBack(OrvErrorCallback callback) {
   auto& state = ElwGetThreadState();
   OrvErrorCallback const old = state.errorCallback;
-  uint32_t const mode = orv::mode_of(state);
+  uint32_t const mode = orv::ElwMode();
   state.errorCallback = callback;
   orv_elw_kernel_SetMode(callback ? mode | ORV_ERRMODE_CALLBACK : mode & ~ORV_ERRMODE_CALLBACK);
   return old;

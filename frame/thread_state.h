@@ -19,6 +19,14 @@ static_assert(sizeof(void*) != 4 || sizeof(ElwThreadState) == 24);
 // The calling thread's block. Ends the process with code 3 if there is no memory for it.
 ElwThreadState& ElwGetThreadState();
 
+// The calling thread's mode word, initialised at its first need: what GetMode returns, without the call through
+// the exported name.
+uint32_t ElwFirstMode(ElwThreadState& state);
+inline uint32_t ElwMode() {
+  ElwThreadState& state = ElwGetThreadState();
+  return state.mode ? state.mode : ElwFirstMode(state);
+}
+
 // The OR of the bits of all tokens of ORV_ELW_MODE, or all ones if there is no usable setting.
 uint64_t ElwReadEnvMode();
 constexpr uint64_t no_env_mode = ~uint64_t{0};

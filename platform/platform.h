@@ -4,7 +4,7 @@
 
 namespace orv::platform {
 
-// A value of address size for each thread. `get` is null until `set`; the value of a thread that ends is
+// A value of address size for each thread. `get` is null until `set`, also while there is no slot; the value of a thread that ends is
 // handed to the `on_thread_exit` of attach.h.
 bool slot_create();
 void slot_free();

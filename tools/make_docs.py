@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""Writes docs/accuracy.md, docs/speed.md and docs/speed.svg from measurements:
+
+  orv accuracy --csv docs/data/accuracy.csv                       sampled arguments
+  orv accuracy NAME --exhaustive --csv ...                        docs/data/accuracy_exhaustive.csv, all 2^32
+  orv bench --n 1,8,64,1024,4194304 --csv docs/data/speed.csv
+
+docs/data/machine.txt says where and when they were made.
+"""
+import csv
+import os
+
+DATA = "docs/data/"
+
+
+def rows(name):
+    path = DATA + name
+    return list(csv.DictReader(open(path))) if os.path.exists(path) else []
+
+
+def accuracy(machine):
+    out = ["# Measured accuracy\n", machine]
+    for title, name in (("All 2^32 arguments, single precision", "accuracy_exhaustive.csv"),
+                        ("Sampled arguments", "accuracy.csv")):
+        table = rows(name)
+        if not table:
+            continue
+        out.append("\n## %s\n" % title)
+        out.append("| function | type | level | max ulp | good bits | worst argument | points | bound kept |")
+        out.append("|---|---|---|---|---|---|---|---|")
+        for r in table:
+            second = ", " + r["second_argument"] if float(r["second_argument"] or 0) else ""
+            out.append("| %s | %s | %s | %s | %s | %s%s | %s | %s |" % (
+                r["function"], r["type"], r["level"], r["max_ulp"], r["good_bits"], r["argument"], second,
+                r["points"], "yes" if r["pass"] == "pass" else "**no**"))
+    out.append("\nErrors in units in the last place of the correctly rounded value; below the normal range, of the "
+               "smallest denormal. Good bits: -log2 of the relative error where the value is normal; 999: exact.")
+    open("docs/accuracy.md", "w").write("\n".join(out) + "\n")
+
+
+def speed(machine):
+    table = rows("speed.csv")
+    peers = ["libm", "libmvec", "sleef_u10", "sleef_u35", "sleef_u05", "instruction"]
+    cells = {}
+    for r in table:
+        cells.setdefault((r["type"] + r["function"], int(r["n"])), {})[r["who"]] = float(r["cycles_per_element"])
+    out = ["# Measured speed\n", machine, "\nCore cycles an element: medians of 15 interleaved runs. In brackets: "
+           "the peer's time over that of LA. Peers are held to 256-bit vectors.\n"]
+    for n in sorted({n for _, n in cells}):
+        out.append("## n = %d\n" % n)
+        out.append("| function | LA | HA | EP | " + " | ".join(peers) + " |")
+        out.append("|---" * (4 + len(peers)) + "|")
+        for (name, size), c in cells.items():
+            if size != n:
+                continue
+            ratio = lambda p: "%.2f (%.2f)" % (c[p], c[p] / c["LA"]) if p in c else ""
+            out.append("| %s | %.3f | %.3f | %.3f | %s |" % (name, c["LA"], c["HA"], c["EP"],
+                                                              " | ".join(ratio(p) for p in peers)))
+        out.append("")
+    open("docs/speed.md", "w").write("\n".join(out) + "\n")
+    chart(cells)
+
+
+def chart(cells):
+    """Bars of LA against the C library's vector function and SLEEF, n = 1024."""
+    names = [name for (name, n), c in cells.items() if n == 1024 and ("libmvec" in c or "sleef_u10" in c)]
+    width, left, step = 760, 90, 34
+    most = max(max(c.get(p, 0) for p in ("LA", "HA", "libmvec", "sleef_u10"))
+               for (name, n), c in cells.items() if n == 1024 and name in names)
+    colours = {"LA": "#1b6ca8", "HA": "#6fb1d9", "libmvec": "#d98032", "sleef_u10": "#9a9a9a"}
+    height = 70 + step * len(names)
+    svg = ['<svg xmlns="http://www.w3.org/2000/svg" width="%d" height="%d" font-family="sans-serif" font-size="11">'
+           % (width, height), '<rect width="100%" height="100%" fill="white"/>',
+           '<text x="%d" y="20" font-size="14">Cycles an element at n = 1024 (shorter is better)</text>' % left]
+    x = left
+    for label, colour in colours.items():
+        svg.append('<rect x="%d" y="30" width="10" height="10" fill="%s"/><text x="%d" y="39">%s</text>'
+                   % (x, colour, x + 14, label))
+        x += 90
+    for i, name in enumerate(names):
+        top = 55 + i * step
+        svg.append('<text x="%d" y="%d" text-anchor="end">%s</text>' % (left - 8, top + 18, name))
+        for k, (who, colour) in enumerate(colours.items()):
+            value = cells[(name, 1024)].get(who)
+            if value is None:
+                continue
+            length = (width - left - 60) * value / most
+            svg.append('<rect x="%d" y="%d" width="%.1f" height="6" fill="%s"/>' % (left, top + 7 * k, length, colour))
+            svg.append('<text x="%.1f" y="%d" font-size="7">%.2f</text>' % (left + length + 3, top + 7 * k + 6, value))
+    svg.append("</svg>")
+    open("docs/speed.svg", "w").write("\n".join(svg) + "\n")
+
+
+machine_text = open(DATA + "machine.txt").read().strip()
+accuracy(machine_text)
+speed(machine_text)
