@@ -1,10 +1,12 @@
 // Times search, cubic evaluation and construction beside std::upper_bound, the GNU Scientific Library and
 // Boost. Every figure is the median of interleaved runs on one thread, in nanoseconds per site or per break,
 // with the quartiles; ratios are peer over ours. Usage: orv_fitting_peers [runs]
+#include "bench/cycles.h"
 #include "orv/fitting.h"
 
 #include <algorithm>
 #include <boost/math/interpolators/cubic_hermite.hpp>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -58,6 +60,14 @@ int main(int argc, char** argv) {
   constexpr int site_count = 1000000;
   std::mt19937_64 g(1);
   std::uniform_real_distribution<double> unit(0, 1);
+  auto const start = std::chrono::steady_clock::now();
+  uint64_t const first_tick = orv::bench::ticks();
+  double const per_tick = orv::bench::cycles_per_tick();
+  std::chrono::duration<double, std::nano> passed;
+  while ((passed = std::chrono::steady_clock::now() - start).count() < 2e7) {
+  }
+  std::printf("core cycles in a nanosecond: %.2f\n",
+              static_cast<double>(orv::bench::ticks() - first_tick) / passed.count() * per_tick);
   std::printf("%-38s %-18s %11s %-15s %7s\n", "", "", "median", "[quartiles]", "ratio");
   for (int const n : {1000, 1000000}) {
     std::vector<double> x(static_cast<size_t>(n)), y(static_cast<size_t>(n)), slopes(static_cast<size_t>(n));
