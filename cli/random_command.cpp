@@ -26,8 +26,9 @@ constexpr Family families[] = {
     {"PHILOX4X32X10", 0x1000000, 1}};
 
 struct Options {
-  std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", out, skip, leapfrog;
+  std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", out, skip, leapfrog, save, load;
   uint64_t n = 10;
+  int dimension = 0;
   bool integer = false;
 };
 
@@ -90,6 +91,17 @@ std::string status_text(int32_t status) {
     return "this generator cannot skip ahead, or not that far";
   case RnqErrQuasiPeriodExceeded:
     return "more points are asked for than the sequence has";
+  case RnqErrFileOpen:
+    return "the file cannot be opened";
+  case RnqErrFileRead:
+    return "the file ends too early, or cannot be read";
+  case RnqErrFileWrite:
+  case RnqErrFileClose:
+    return "the file cannot be written";
+  case RnqErrBadFileFormat:
+    return "this is no stream that was saved, or one of a generator that is not known here";
+  case RnqErrNullArgument:
+    return "a stream of a caller's own numbers cannot be continued in another process";
   case RnqErrNoRdrand:
     return "this processor has no RDRAND";
   case RnqErrRdrandFailed:
@@ -112,12 +124,25 @@ class Stream {
         ORV_FUNCTION_OF(__rnqNewStreamEx)(&created, brng, static_cast<int32_t>(seed.size()), seed.data());
     stream_.reset(created);
     expect(status, "creating the stream");
-    expect(ORV_FUNCTION_OF(__rnqGetBrngProperties)(brng, &row_), "creating the stream");
+    look_up();
+  }
+  explicit Stream(std::string const& file) {
+    RngStream* loaded = nullptr;
+    int32_t const status = ORV_FUNCTION_OF(__rnqLoadStreamF)(&loaded, file.c_str(), -1);
+    stream_.reset(loaded);
+    expect(status, ("--load: " + file).c_str());
+    look_up();
+  }
+  void save(std::string const& file) const {
+    expect(ORV_FUNCTION_OF(__rnqSaveStreamF)(get(), file.c_str(), -1), ("--save: " + file).c_str());
   }
   RngStream* get() const { return stream_.get(); }
   BrngProperties const& row() const { return row_; }
 
  private:
+  void look_up() {
+    expect(ORV_FUNCTION_OF(__rnqGetBrngProperties)(get()->brng, &row_), "looking up the generator");
+  }
   struct Delete {
     void operator()(RngStream* s) const { ORV_FUNCTION_OF(__rnqDeleteStream)(&s); }
   };
@@ -148,12 +173,32 @@ void print(std::vector<char> const& block, std::size_t n, char kind, int word_si
     throw Error("standard output cannot be written to");
 }
 
-void run(Options const& o) {
+bool is_quasi(int32_t brng) { return brng == 0x600000 || brng == 0x700000; }
+
+Stream make_stream(Options const& o, bool seed_given, bool brng_given) {
+  if (!o.load.empty()) {
+    if (seed_given || brng_given || o.dimension)
+      throw Error("--load brings generator and state; leave out --brng, --seed and --dimension");
+    return Stream(o.load);
+  }
   int32_t const brng = number_of(o.brng);
   std::vector<uint32_t> seed;
-  if (!o.seed.empty())
-    for (auto const& s : split(o.seed, ','))
-      seed.push_back(static_cast<uint32_t>(whole(s, 0xFFFFFFFF, "--seed")));
+  if (is_quasi(brng)) {
+    int const most = brng == 0x600000 ? 40 : 318;
+    if (seed_given) throw Error("--seed: Sobol and Niederr have none; give --dimension");
+    if (o.dimension < 0 || o.dimension > most)
+      throw Error(fmt::format("--dimension: {} is not from 1 to {}", o.dimension, most));
+    seed.push_back(o.dimension ? static_cast<uint32_t>(o.dimension) : 1);
+  } else {
+    if (o.dimension) throw Error("--dimension is for Sobol and Niederr");
+    if (!o.seed.empty())
+      for (auto const& s : split(o.seed, ','))
+        seed.push_back(static_cast<uint32_t>(whole(s, 0xFFFFFFFF, "--seed")));
+  }
+  return Stream(brng, seed);
+}
+
+void run(Options const& o, bool seed_given, bool brng_given) {
   if (o.type != "d" && o.type != "s")
     throw Error(
         fmt::format("--type: there is no type '{}'; there are s (single) and d (double precision)", o.type));
@@ -166,7 +211,7 @@ void run(Options const& o) {
   if (a < -largest || b > largest || b - a > largest)
     throw Error("--interval: the interval's length must be finite in the type that is asked for");
 
-  Stream stream(brng, seed);
+  Stream const stream = make_stream(o, seed_given, brng_given);
   if (!o.leapfrog.empty()) {
     auto const parts = split(o.leapfrog, ',');
     if (parts.size() != 2) throw Error("--leapfrog wants two numbers: K,N for stream K (from 0) of N");
@@ -214,13 +259,16 @@ void run(Options const& o) {
   }
   if (file && std::fclose(file.release()) != 0) throw Error("writing to " + o.out + " failed");
   if (!file && std::fflush(stdout) != 0) throw Error("standard output cannot be written to");
+  if (!o.save.empty()) stream.save(o.save);
 }
 
 Command const command("random", "draw random numbers from a basic generator", [](CLI::App& app) {
   auto o = std::make_shared<Options>();
-  app.add_option("--brng", o->brng, "generator, such as MT19937, or with a member: MT2203:17")
-      ->capture_default_str();
-  app.add_option("--seed", o->seed, "seed words, 32 bits each, separated by commas")->capture_default_str();
+  auto const* brng =
+      app.add_option("--brng", o->brng, "generator, such as MT19937, or with a member: MT2203:17")
+          ->capture_default_str();
+  auto const* seed = app.add_option("--seed", o->seed, "seed words, 32 bits each, separated by commas")
+                         ->capture_default_str();
   app.add_option("-n,--n", o->n, "how many numbers")->capture_default_str();
   app.add_option("--type", o->type, "s (single) or d (double precision)")->capture_default_str();
   app.add_option("--interval", o->interval, "A,B: numbers are spread over it")->capture_default_str();
@@ -228,10 +276,14 @@ Command const command("random", "draw random numbers from a basic generator", []
   app.add_option("--skip", o->skip, "leave out this many numbers first, by a jump");
   app.add_option("--leapfrog", o->leapfrog, "K,N: every N-th number, from number K (from 0)");
   app.add_option("--out", o->out, "write binary numbers to this file instead of printing them");
+  app.add_option("--dimension", o->dimension,
+                 "coordinates of a point of Sobol or Niederr; they come one after the other");
+  app.add_option("--save", o->save, "keep the state in this file afterwards");
+  app.add_option("--load", o->load, "go on from a state that was kept");
   app.footer("The same generator and seed give the same numbers on every machine.\n"
              "  orv random --brng MT2203:17 --seed 1,2,3 --n 5 --type d --interval 0,1");
   app.allow_extras(false);
-  return [o] { run(*o); };
+  return [o, seed, brng] { run(*o, seed->count() > 0, brng->count() > 0); };
 });
 
 } // namespace

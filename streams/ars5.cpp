@@ -27,13 +27,16 @@ struct Ars5 {
     for (int i = 0; i < 6; ++i) k[i] = _mm_loadu_si128(reinterpret_cast<__m128i const*>(keys.round[i]));
     for (; count > 0; count -= 4, out += 16) {
       __m128i t[4];
+#pragma GCC unroll 4
       for (auto& v : t) {
         v = _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<__m128i const*>(c)), k[0]);
         add_to_counter(c, 1, 0);
       }
 #pragma GCC unroll 4
       for (int round = 1; round < 5; ++round)
+#pragma GCC unroll 4
         for (auto& v : t) v = _mm_aesenc_si128(v, k[round]);
+#pragma GCC unroll 4
       for (int i = 0; i < 4 && i < count; ++i)
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), _mm_aesenclast_si128(t[i], k[5]));
     }

@@ -14,6 +14,7 @@ void ars5_make_wide(Ars5Keys const& keys, uint64_t const* counter, int count, ui
     if (c[0] <= ~uint64_t{0} - 8) {
       __m256i const base = _mm256_setr_epi64x(static_cast<long long>(c[0]), static_cast<long long>(c[1]),
                                               static_cast<long long>(c[0] + 1), static_cast<long long>(c[1]));
+#pragma GCC unroll 4
       for (int i = 0; i < 4; ++i) t[i] = _mm256_add_epi64(base, _mm256_setr_epi64x(2 * i, 0, 2 * i, 0));
     } else { // a carry between the halves
       for (auto& v : t) {
@@ -24,10 +25,13 @@ void ars5_make_wide(Ars5Keys const& keys, uint64_t const* counter, int count, ui
       }
       add_to_counter(c, ~uint64_t{7}, ~uint64_t{0}); // back by 8
     }
+#pragma GCC unroll 4
     for (auto& v : t) v = _mm256_xor_si256(v, k[0]);
 #pragma GCC unroll 4
     for (int round = 1; round < 5; ++round)
+#pragma GCC unroll 4
       for (auto& v : t) v = _mm256_aesenc_epi128(v, k[round]);
+#pragma GCC unroll 4
     for (int i = 0; i < 4; ++i) store8(out + 8 * i, _mm256_aesenclast_epi128(t[i], k[5]));
     add_to_counter(c, 8, 0);
   }

@@ -219,11 +219,13 @@ void walk_in_registers(View& v, uint32_t count, typename Map::Real* r, Map const
   uint32_t counter = v.head->counter;
   auto step = [&] {
     uint32_t const* column = v.tables.column(View::next_bit(counter++));
+#pragma GCC unroll 2
     for (int i = 0; i < vectors; ++i) x[i] = _mm256_xor_si256(x[i], load8(column + 8 * i));
   };
   uint32_t const d = v.d, safe = 8 * vectors / d; // points at the end that a full store would overrun
   uint32_t i = 0;
   for (; i + safe < count; ++i, r += d) {
+#pragma GCC unroll 2
     for (int k = 0; k < vectors; ++k) map(r + 8 * k, x[k]);
     step();
   }
@@ -279,6 +281,7 @@ void run_task(int index, int, int, void* context) {
     for (int k = 0; k < 4; ++k) x[k] = load8(point + 8 * k);
     for (uint32_t i = 0; i < t.count; ++i, r += d) {
       uint32_t const* c = column();
+#pragma GCC unroll 4
       for (int k = 0; k < 4; ++k) {
         (*t.map)(r + 8 * k, x[k]);
         x[k] = _mm256_xor_si256(x[k], load8(c + 8 * k));

@@ -101,10 +101,12 @@ int32_t generate(RngStream* stream, int32_t n, typename Map::Real* r, Map const&
   int32_t i = 0;
   if (n >= 8) {
     __m256d y[4];
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) y[k] = step(x[k], c[k].a4, c[k]);
     for (; n - i >= 8; i += 8) {
       map(r + w * i, x, c);
       map(r + w * (i + 4), y, c);
+#pragma GCC unroll 4
       for (int k = 0; k < 4; ++k) {
         x[k] = step(x[k], c[k].a8, c[k]);
         y[k] = step(y[k], c[k].a8, c[k]);
@@ -112,6 +114,7 @@ int32_t generate(RngStream* stream, int32_t n, typename Map::Real* r, Map const&
     }
   }
   auto advance = [&] {
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) x[k] = step(x[k], c[k].a4, c[k]);
   };
   if (n - i >= 4) {

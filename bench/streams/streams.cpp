@@ -17,8 +17,11 @@
 #include <vector>
 #ifdef ORV_HAS_BOOST
 #  include <boost/random.hpp>
+#  include <boost/random/niederreiter_base2.hpp>
+#  include <boost/random/sobol.hpp>
 #endif
 #ifdef ORV_HAS_GSL
+#  include <gsl/gsl_qrng.h>
 #  include <gsl/gsl_rng.h>
 #endif
 
@@ -43,11 +46,13 @@ template <class T>
 void add_ours(std::vector<Entry<T>>& list, const char* name, int32_t number) {
   RngStream* stream;
   uint32_t const seed[] = {1, 2, 3, 4, 5, 6};
-  if (__rnqNewStreamEx(&stream, number, 6, seed) < 0) return;
+  if (__rnqNewStreamEx(&stream, number, number == 0x600000 || number == 0x700000 ? 1 : 6, seed) < 0) return;
   BrngProperties row;
   __rnqGetBrngProperties(number, &row);
   list.push_back({name, true, [stream, row](T* r, int n) {
-                    if constexpr (sizeof(T) == 8)
+                    if constexpr (std::is_same_v<T, uint32_t>)
+                      row.generateInteger(stream, n, r);
+                    else if constexpr (sizeof(T) == 8)
                       row.generateDouble(stream, n, r, 0, 1);
                     else
                       row.generateSingle(stream, n, r, 0, 1);
@@ -59,6 +64,69 @@ void add_peer(std::vector<Entry<T>>& list, const char* name, Engine engine, Dist
   list.push_back({name, false, [engine, uniform](T* r, int n) mutable {
                     for (int i = 0; i < n; ++i) r[i] = uniform(engine);
                   }});
+}
+
+// Words as the engines make them.
+std::vector<Entry<uint32_t>> integers() {
+  std::vector<Entry<uint32_t>> list;
+  add_ours(list, "MCG31M1", 0x100000);
+  add_ours(list, "R250", 0x200000);
+  add_ours(list, "MRG32K3A", 0x300000);
+  add_ours(list, "MT19937", 0x800000);
+  add_ours(list, "MT2203", 0x900000);
+  add_ours(list, "SFMT19937", 0xD00000);
+  add_ours(list, "TRNG", 0xE00000);
+  add_ours(list, "ARS5", 0xF00000);
+  add_ours(list, "PHILOX4X32X10", 0x1000000);
+  auto const as_is = [](auto& engine) { return static_cast<uint32_t>(engine()); };
+  add_peer(list, "std::mt19937", std::mt19937(), as_is);
+#ifdef ORV_HAS_BOOST
+  add_peer(list, "boost::mt19937", boost::random::mt19937(), as_is);
+  add_peer(list, "boost::taus88", boost::random::taus88(), as_is);
+#endif
+#ifdef ORV_HAS_GSL
+  gsl_rng* g = gsl_rng_alloc(gsl_rng_mt19937);
+  list.push_back({"gsl mt19937", false, [g](uint32_t* r, int n) {
+                    for (int i = 0; i < n; ++i) r[i] = static_cast<uint32_t>(gsl_rng_get(g));
+                  }});
+#endif
+  return list;
+}
+
+// Points of the unit cube, all coordinates as elements.
+std::vector<Entry<double>> quasi(unsigned d) {
+  std::vector<Entry<double>> list;
+  auto ours = [&](const char* name, int32_t number) {
+    RngStream* stream;
+    __rnqNewStreamEx(&stream, number, 1, &d);
+    BrngProperties row;
+    __rnqGetBrngProperties(number, &row);
+    list.push_back({name, true, [=](double* r, int n) {
+                      uint64_t const far = 4000000000u;
+                      uint32_t counter;
+                      std::memcpy(&counter, stream + 1, 4);
+                      if (counter > far) std::memcpy(stream + 1, &(counter = 1), 4);
+                      row.generateDouble(stream, n, r, 0, 1);
+                    }});
+  };
+  ours("Sobol", 0x600000);
+  ours("Niederr", 0x700000);
+#ifdef ORV_HAS_BOOST
+  boost::random::uniform_01<double> const unit;
+  add_peer<double>(list, "boost::sobol", boost::random::sobol(d), unit);
+  add_peer<double>(list, "boost::niederreiter", boost::random::niederreiter_base2(d), unit);
+#endif
+#ifdef ORV_HAS_GSL
+  for (auto [name, type] :
+       {std::pair{"gsl sobol", gsl_qrng_sobol}, {"gsl niederreiter", gsl_qrng_niederreiter_2}}) {
+    if (d > type->max_dimension) continue;
+    gsl_qrng* q = gsl_qrng_alloc(type, d);
+    list.push_back({name, false, [q, d](double* r, int n) {
+                      for (int i = 0; i < n; i += static_cast<int>(d)) gsl_qrng_get(q, r + i);
+                    }});
+  }
+#endif
+  return list;
 }
 
 template <class T>
@@ -105,8 +173,7 @@ std::vector<Entry<T>> entries() {
 }
 
 template <class T>
-void table(int n, int runs, bool csv) {
-  auto list = entries<T>();
+void table(std::vector<Entry<T>> list, const char* type, int n, int runs, bool csv) {
   std::vector<T> r(n);
   int const repeats = std::max(1, 30000 / n);
   for (auto& e : list) e.fill(r.data(), n);
@@ -114,7 +181,6 @@ void table(int n, int runs, bool csv) {
     for (auto& e : list) {
       e.cycles.push_back(orv::bench::cycles_per_element(n, repeats, [&] { e.fill(r.data(), n); }));
     }
-  const char* type = sizeof(T) == 8 ? "double" : "float";
   double standard = 0, best = 1e9;
   for (auto& e : list) {
     if (e.ours) continue;
@@ -144,7 +210,10 @@ int main(int count, char** args) {
   }
   if (csv) std::puts("type,elements,kind,name,cycles,least,most,ratio_to_std_mt19937,ratio_to_fastest_peer");
   for (int n : {1024, 1000000}) {
-    table<double>(n, runs, csv);
-    table<float>(n, runs, csv);
+    table(entries<double>(), "double", n, runs, csv);
+    table(entries<float>(), "float", n, runs, csv);
+    table(integers(), "integer", n, runs, csv);
   }
+  table(quasi(8), "points of 8", 8000, runs, csv);
+  table(quasi(40), "points of 40", 40000, runs, csv);
 }
