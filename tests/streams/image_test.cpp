@@ -1,7 +1,10 @@
+#include "exercise.h"
 #include "models.h"
 #include "stream_tools.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <unistd.h>
 
@@ -12,11 +15,11 @@ namespace {
 using Bytes = std::vector<char>;
 
 Bytes image_of(RngStream const* s) {
-  Bytes b(__rnqGetStreamSize(s) + 16, 'x');
+  size_t const size = static_cast<uint32_t>(__rnqGetStreamSize(s));
+  Bytes b(size + 16, 'x');
   EXPECT_EQ(__rnqSaveStreamM(s, b.data()), RnqOk);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(b[b.size() - 1 - i], 'x');
-  b.resize(b.size() - 16);
-  return b;
+  EXPECT_EQ(std::count(b.begin() + static_cast<long>(size), b.end(), 'x'), 16);
+  return {b.begin(), b.begin() + static_cast<long>(size)};
 }
 template <class T>
 void put(Bytes& b, size_t at, T value) {
@@ -139,7 +142,8 @@ TEST_F(Images, BadHeaders) {
   EXPECT_EQ(load_file(reserved), RnqOk);
   // A longer header moves the state.
   Bytes longer = good;
-  longer.insert(longer.begin() + 24, 1000, 'z');
+  Bytes const gap(1000, 'z');
+  longer.insert(longer.begin() + 24, gap.begin(), gap.end());
   put<uint16_t>(longer, 8, 1024);
   Stream moved;
   ASSERT_EQ(__rnqLoadStreamM(&moved.p, longer.data()), RnqOk);
@@ -175,7 +179,8 @@ TEST_F(Images, OlderVersions) {
     put<uint16_t>(b, 12, 1);
     put<int32_t>(b, 16, 0x100000);
     b.insert(b.end(), now.begin() + 24, now.begin() + 24 + 8 + 4);
-    if (version) b.insert(b.end(), 16, 0);
+    Bytes const key(version ? 16 : 0);
+    b.insert(b.end(), key.begin(), key.end());
     b.insert(b.end(), now.begin() + 24 + 8 + 20, now.end());
     EXPECT_EQ(load_file(b), version == 3 ? RnqErrFileRead : RnqOk);
     Stream t;
@@ -225,7 +230,8 @@ TEST_F(Images, SharedChunksFindTheirEntry) {
     ASSERT_EQ(__rnqFindGlobRODataTableEntry(&entry, key), RnqOk);
     EXPECT_EQ(entry->refCount, 2u);
     // The same key for a block of another size must not reach beyond the one that is there.
-    image.insert(image.end(), 64, 6);
+    Bytes const more(64, 6);
+    image.insert(image.end(), more.begin(), more.end());
     put<uint32_t>(image, 24 + 1008 + 20, 128);
     ASSERT_EQ(__rnqLoadStreamM(&c.p, image.data()), RnqOk);
     EXPECT_EQ(entry->refCount, 2u);
@@ -274,6 +280,15 @@ TEST_F(Images, WildStatesStayInBounds) {
       t.words(1000);
     }
   }
+}
+
+// What the fuzz target has found worth keeping.
+TEST_F(Images, CorpusOfTheFuzzTarget) {
+  int loaded = 0, refused = 0;
+  for (auto const& file : std::filesystem::directory_iterator(ORV_TEST_VECTORS "/stream_corpus"))
+    (exercise_image(file.path().c_str()) == RnqOk ? loaded : refused) += 1;
+  EXPECT_GT(loaded, 10);
+  EXPECT_GT(refused, 5);
 }
 
 } // namespace
