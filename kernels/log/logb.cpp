@@ -19,10 +19,7 @@ template <class T, Level> struct Logb {
     return simd::from_bits(field | simd::bits(V(power))) - V(power + static_cast<T>(bias));
   }
   unsigned special(V x, V) const {
-    // An exponent field of all zero or all ones: adding one to it leaves its upper bits 0.
-    simd::Bits<T> const one(simd::UnsignedOf<T>{1} << mantissa), top(simd::exponent_mask<T>);
-    simd::Bits<T> const field = (simd::bits(x) & top) + one;
-    return simd::lane_mask(simd::equal(field & andnot(one, top), simd::Bits<T>(0)));
+    return simd::lane_mask(simd::not_normal(x));
   }
   int repair(T x, T& r) const {
     if (scalar::not_finite(x)) {

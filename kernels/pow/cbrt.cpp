@@ -121,11 +121,7 @@ template <class Traits, class T, Level level> struct CubeRoot {
     V const result = simd::from_bits(b);
     return Traits::keeps_sign ? result | simd::sign_of(x) : result;
   }
-  unsigned special(V x, V) const { // an exponent field of all zero or all ones
-    Bits<T> const one(simd::UnsignedOf<T>{1} << simd::Format<T>::mantissa_bits), top(simd::exponent_mask<T>);
-    Bits<T> const field = (simd::bits(x) & top) + one;
-    return simd::lane_mask(simd::equal(field & andnot(one, top), Bits<T>(0)));
-  }
+  unsigned special(V x, V) const { return simd::lane_mask(simd::not_normal(x)); }
   int repair(T x, T& r) const {
     if (scalar::is_nan(x)) {
       r = scalar::opaque(x) + x;

@@ -175,6 +175,17 @@ ORV_INLINE unsigned lane_mask(F a) { return static_cast<unsigned>(_mm256_movemas
 ORV_INLINE unsigned lane_mask(D a) { return static_cast<unsigned>(_mm256_movemask_pd(a.v)); }
 template <class T> ORV_INLINE unsigned lane_mask(Bits<T> a) { return lane_mask(from_bits(a)); }
 
+// Lanes whose exponent field is all ones: infinities and NaN; and those where it is all ones or all zero.
+template <class T> ORV_INLINE Bits<T> not_finite(Vec<T> a) {
+  Bits<T> const top(exponent_mask<T>);
+  return equal(bits(a) & top, top);
+}
+template <class T> ORV_INLINE Bits<T> not_normal(Vec<T> a) {
+  // One more in such a field leaves its upper bits 0.
+  Bits<T> const one(UnsignedOf<T>{1} << Format<T>::mantissa_bits), top(exponent_mask<T>);
+  return equal(((bits(a) & top) + one) & andnot(one, top), Bits<T>(0));
+}
+
 // ---- memory ----
 ORV_INLINE F load(const float* p) { return _mm256_loadu_ps(p); }
 ORV_INLINE D load(const double* p) { return _mm256_loadu_pd(p); }

@@ -16,8 +16,7 @@ template <class T> struct TwoOperands {
 
 // Lanes where either exponent field is all ones.
 template <class T> ORV_INLINE unsigned either_not_finite(V<T> a, V<T> b) {
-  Bits<T> const top(simd::exponent_mask<T>);
-  return simd::lane_mask(simd::equal(simd::bits(a) & top, top) | simd::equal(simd::bits(b) & top, top));
+  return simd::lane_mask(simd::not_finite(a) | simd::not_finite(b));
 }
 
 template <class T, Level> struct CopySign : TwoOperands<T> {
@@ -77,7 +76,9 @@ template <class T, Level> struct NextAfter : TwoOperands<T> {
     Bits<T> const step = andnot(simd::equal(p, q), down | one);
     return simd::from_bits(p + step);
   }
-  unsigned special(V<T> a, V<T> b, V<T> r) const { return outside(a) | outside(b) | outside(r); }
+  unsigned special(V<T> a, V<T> b, V<T> r) const {
+    return simd::lane_mask(simd::not_normal(a) | simd::not_normal(b) | simd::not_normal(r));
+  }
   int repair(T a, T b, T& r) const {
     using Pattern = simd::UnsignedOf<T>;
     if (scalar::is_nan(a) || scalar::is_nan(b)) {
@@ -106,13 +107,6 @@ template <class T, Level> struct NextAfter : TwoOperands<T> {
       return ORV_STATUS_OVERFLOW;
     }
     return ORV_STATUS_OK;
-  }
-
-private:
-  ORV_INLINE static unsigned outside(V<T> x) { // an exponent field of all zero or all ones
-    Bits<T> const one(simd::UnsignedOf<T>{1} << simd::Format<T>::mantissa_bits), top(simd::exponent_mask<T>);
-    Bits<T> const field = (simd::bits(x) & top) + one;
-    return simd::lane_mask(simd::equal(field & andnot(one, top), Bits<T>(0)));
   }
 };
 

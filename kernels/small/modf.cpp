@@ -15,8 +15,7 @@ template <class T, Level> struct Modf {
     return {whole, (x - whole) | simd::sign_of(x)};
   }
   unsigned special(V x, loop::Pair<V> const&) const {
-    simd::Bits<T> const top(simd::exponent_mask<T>);
-    return simd::lane_mask(simd::equal(simd::bits(x) & top, top));
+    return simd::lane_mask(simd::not_finite(x));
   }
   int repair(T x, T& r1, T& r2) const {
     if (scalar::is_nan(x)) {

@@ -42,8 +42,7 @@ template <class T, Level> struct Frac {
     return simd::magnitude(x - simd::round<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(x)) | simd::sign_of(x);
   }
   unsigned special(V<T> x, V<T>) const {
-    simd::Bits<T> const exponent(simd::exponent_mask<T>);
-    return simd::lane_mask(simd::equal(simd::bits(x) & exponent, exponent));
+    return simd::lane_mask(simd::not_finite(x));
   }
   int repair(T x, T& r) const {
     r = scalar::is_infinite(x) ? scalar::with_sign(T(0), x) : scalar::opaque(x) + x;
