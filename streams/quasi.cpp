@@ -299,6 +299,29 @@ void run_task(int index, int, int, void* context) {
   std::memcpy(t.v->vector + first, point, 4 * width);
 }
 
+// A run of points with a vector of its own, from the closed form of its first point on.
+template <class Map>
+struct Run {
+  View const* v;
+  uint32_t count, runs;
+  typename Map::Real* r;
+  Map const* map;
+  uint32_t* vectors;
+};
+template <class Map>
+void run_points(int index, int, int, void* context) {
+  auto const& t = *static_cast<Run<Map> const*>(context);
+  auto edge = [&](int i) { return static_cast<uint32_t>(static_cast<uint64_t>(t.count) * i / t.runs); };
+  uint32_t const first = edge(index), d = t.v->d;
+  QuasiHead head = *t.v->head;
+  head.counter += first;
+  View own = *t.v;
+  own.head = &head;
+  own.vector = t.vectors + static_cast<size_t>(index) * d;
+  for (uint32_t j = 0; j < d; ++j) own.vector[j] = own.closed_form(j, head.counter);
+  walk_in_memory(own, edge(index + 1) - first, t.r + static_cast<size_t>(first) * d, *t.map);
+}
+
 // From which number of points on threads pay for a dimension.
 bool worth_threads(uint32_t d, uint32_t points) {
   struct Rung {
@@ -323,6 +346,18 @@ bool walk_on_threads(View& v, uint32_t count, typename Map::Real* r, Map const& 
   auto* run = reinterpret_cast<decltype(&orv_rnq_serv_threader_for)>(
       core::load_thread_fun("orv_rnq_serv_threader_for"));
   if (!run) return false;
+  uint32_t const runs = 4 * static_cast<uint32_t>(limit());
+  size_t const d = v.d;
+  // The closed form costs up to 32 steps, so runs are to be much longer.
+  auto* vectors = count / 128 >= runs ? static_cast<uint32_t*>(core::allocate(4 * d * runs)) : nullptr;
+  if (vectors) {
+    Run<Map> task{&v, count, runs, r, &map, vectors};
+    run(static_cast<int>(runs), 0, &task, run_points<Map>);
+    std::memcpy(v.vector, vectors + d * (runs - 1), 4 * d);
+    core::deallocate(vectors);
+    v.head->counter += count;
+    return true;
+  }
   Task<Map> task{&v, count, r, &map};
   run(static_cast<int>((v.d + stripe - 1) / stripe), 0, &task, run_task<Map>);
   v.head->counter += count;

@@ -316,29 +316,37 @@ TEST(Quasi, ThePeriodEnds) {
   EXPECT_EQ(__rnqSkipAheadStream(s.p, ~uint64_t{0}), RnqErrNoSkipAhead);
 }
 
-// Threads change the map, not the words.
+// Threads change the map, not the words: by stripes of coordinates, and by runs of points.
 TEST(Quasi, ThreadedRuns) {
-  Seeds direct{1030, 1, 4};
-  for (int j = 0; j < 1030; ++j)
-    for (int k = 0; k < 32; ++k) direct.push_back((j * 97u + 1) * 2654435761u * (k + 7) | 0x80000000u >> k);
-  Stream words(0x600000, direct), few(0x600000, direct), reals(0x600000, direct), singles(0x600000, direct);
-  int const n = 1030 * 100 + 7;
-  auto const x = words.words(n);
-  std::vector<uint32_t> y;
-  while (static_cast<int>(y.size()) < n) { // too few points at a time for threads
-    auto const part = few.words(std::min(1030 * 5, n - static_cast<int>(y.size())));
-    y.insert(y.end(), part.begin(), part.end());
-  }
-  EXPECT_EQ(x, y);
-  EXPECT_EQ(words.words(2000), few.words(2000));
-  auto const d = reals.doubles(n, 0, 1);
-  auto const s = singles.singles(n, 0, 1);
-  bool const threads = orv_rnq_serv_threader_get_num_threads_limit() > 1;
-  for (int i = 0; i < 1030 * 100; ++i) {
-    double const expected = threads ? x[i] * 0x1p-32 : (x[i] >> 1) * 0x1p-31;
-    ASSERT_EQ(d[i], expected) << i;
-    float const half = static_cast<float>(static_cast<double>(x[i] >> 1)) * 0x1p-31f;
-    ASSERT_EQ(s[i], threads ? static_cast<float>(static_cast<double>(x[i])) * 0x1p-32f : half) << i;
+  for (auto [d, count] : {std::pair{1030, 100}, {520, 3000}, {32005, 2}}) {
+    SCOPED_TRACE(d);
+    Seeds direct{static_cast<uint32_t>(d), 1, 4};
+    for (int j = 0; j < d; ++j)
+      for (int k = 0; k < 32; ++k) direct.push_back((j * 97u + 1) * 2654435761u * (k + 7) | 0x80000000u >> k);
+    Stream words(0x600000, direct), few(0x600000, direct), reals(0x600000, direct), singles(0x600000, direct);
+    int const n = d * count + 7;
+    auto const x = words.words(n);
+    Stream one(few);
+    ASSERT_EQ(__rnqLeapfrogStream(one.p, d - 1, 0x7FFFFFFF),
+              RnqOk); // a single coordinate never runs on threads
+    auto const last = one.words(count);
+    for (int i = 0; i < count; ++i) ASSERT_EQ(x[(i + 1) * d - 1], last[i]);
+    std::vector<uint32_t> y;
+    while (static_cast<int>(y.size()) < n) { // too few points at a time for threads, below 32000 coordinates
+      auto const part = few.words(std::min(d * 5, n - static_cast<int>(y.size())));
+      y.insert(y.end(), part.begin(), part.end());
+    }
+    EXPECT_EQ(x, y);
+    EXPECT_EQ(words.words(2000), few.words(2000));
+    auto const f = reals.doubles(n, 0, 1);
+    auto const s = singles.singles(n, 0, 1);
+    bool const threads = orv_rnq_serv_threader_get_num_threads_limit() > 1;
+    for (int i = 0; i < d * count; ++i) {
+      double const expected = threads ? x[i] * 0x1p-32 : (x[i] >> 1) * 0x1p-31;
+      ASSERT_EQ(f[i], expected) << i;
+      float const half = static_cast<float>(static_cast<double>(x[i] >> 1)) * 0x1p-31f;
+      ASSERT_EQ(s[i], threads ? static_cast<float>(static_cast<double>(x[i])) * 0x1p-32f : half) << i;
+    }
   }
 }
 
