@@ -53,15 +53,24 @@ struct Group { // four blocks
 
 struct Philox {
   using State = ::State;
-  static void make_eight(uint32_t const* key, uint64_t const* counter, uint32_t* out) {
-    Group a(counter, 0), b(counter, 4); // two groups by name stay in registers
+  // Ten rounds over groups side by side: two fit into sixteen registers, one into eight.
+  template <class... Groups>
+  static void rounds(uint32_t const* key, Groups&... groups) {
     __m256i k0 = _mm256_set1_epi64x(key[0]), k1 = _mm256_set1_epi64x(key[1]);
 #pragma GCC unroll 10
-    for (int round = 0; round < 10; ++round) {
-      a.round(k0, k1);
-      b.round(k0, k1);
+    for (int i = 0; i < 10; ++i) {
+      (groups.round(k0, k1), ...);
       k0 = _mm256_add_epi32(k0, _mm256_set1_epi64x(step0));
       k1 = _mm256_add_epi32(k1, _mm256_set1_epi64x(step1));
+    }
+  }
+  static void make_eight(uint32_t const* key, uint64_t const* counter, uint32_t* out) {
+    Group a(counter, 0), b(counter, 4);
+    if constexpr (sizeof(void*) == 8) {
+      rounds(key, a, b);
+    } else {
+      rounds(key, a);
+      rounds(key, b);
     }
     a.store(out);
     b.store(out + 16);
