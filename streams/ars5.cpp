@@ -27,10 +27,16 @@ struct Ars5 {
     for (int i = 0; i < 6; ++i) k[i] = _mm_loadu_si128(reinterpret_cast<__m128i const*>(keys.round[i]));
     for (; count > 0; count -= 4, out += 16) {
       __m128i t[4];
+      if (c[0] <= ~uint64_t{0} - 4) {
+        __m128i const base = _mm_set_epi64x(static_cast<long long>(c[1]), static_cast<long long>(c[0]));
 #pragma GCC unroll 4
-      for (auto& v : t) {
-        v = _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<__m128i const*>(c)), k[0]);
-        add_to_counter(c, 1, 0);
+        for (int i = 0; i < 4; ++i) t[i] = _mm_xor_si128(_mm_add_epi64(base, _mm_set_epi64x(0, i)), k[0]);
+        c[0] += 4;
+      } else { // a carry between the halves
+        for (auto& v : t) {
+          v = _mm_xor_si128(_mm_set_epi64x(static_cast<long long>(c[1]), static_cast<long long>(c[0])), k[0]);
+          add_to_counter(c, 1, 0);
+        }
       }
 #pragma GCC unroll 4
       for (int round = 1; round < 5; ++round)
