@@ -64,7 +64,7 @@ template <class T, Level level> struct Hypot {
       return ORV_STATUS_OK;
     }
     if (scalar::is_nan(a) || scalar::is_nan(b)) {
-      r = scalar::opaque(a) + b;
+      r = scalar::nan_of(a, b);
       return ORV_STATUS_OK;
     }
     if constexpr (sizeof(T) == 4) {

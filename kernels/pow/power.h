@@ -117,7 +117,7 @@ template <class T> int repair_pow(T x, T y, T& r) {
     return ORV_STATUS_OK;
   }
   if (scalar::is_nan(x) || scalar::is_nan(y)) {
-    r = scalar::opaque(x) + y;
+    r = scalar::nan_of(x, y);
     return ORV_STATUS_OK;
   }
   if (x == T(0)) {
@@ -149,7 +149,7 @@ template <class T> int repair_pow(T x, T y, T& r) {
 // The domain is x at or above 0; 0^0, inf^0 and 1^inf are indeterminate.
 template <class T> int repair_powr(T x, T y, T& r) {
   if (scalar::is_nan(x) || scalar::is_nan(y)) {
-    r = scalar::opaque(x) + y;
+    r = scalar::nan_of(x, y);
     return ORV_STATUS_OK;
   }
   if (x < T(0) || (y == T(0) && (x == T(0) || scalar::is_infinite(x))) || (x == T(1) && scalar::is_infinite(y))) {

@@ -53,6 +53,10 @@ template <class T> ORV_INLINE T invalid() { return opaque(T(0)) / opaque(T(0)); 
 // x as it is, a signalling NaN made quiet.
 template <class T> ORV_INLINE T quiet(T x) { return opaque(x) * T(1); }
 
+// What an operation on a and b gives where one is NaN: a's if it is one, else b's, quiet. Of two NaN a compiler may
+// put either first into an instruction, and the instruction takes the first.
+template <class T> ORV_INLINE T nan_of(T a, T b) { return quiet(is_nan(a) ? a : b); }
+
 // 2^n for an n in the normal range.
 template <class T> ORV_INLINE T power_of_two(int n) {
   return from_bits<T>(static_cast<UnsignedOf<T>>(n + Format<T>::bias) << Format<T>::mantissa_bits);

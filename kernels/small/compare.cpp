@@ -82,7 +82,7 @@ template <class T, Level> struct NextAfter : TwoOperands<T> {
   int repair(T a, T b, T& r) const {
     using Pattern = simd::UnsignedOf<T>;
     if (scalar::is_nan(a) || scalar::is_nan(b)) {
-      r = scalar::opaque(a) + b;
+      r = scalar::nan_of(a, b);
       return ORV_STATUS_OK;
     }
     if (a == b) {

@@ -84,7 +84,7 @@ template <class T, Level> struct Fmod : Modulo<T> {
   int repair(T a, T b, T& r) const {
     T const x = scalar::magnitude(a), y = scalar::magnitude(b);
     if (scalar::is_nan(a) || scalar::is_nan(b)) {
-      r = scalar::opaque(a) * b;
+      r = scalar::nan_of(a, b);
       return ORV_STATUS_OK;
     }
     if (b == T(0) || scalar::is_infinite(a)) {
