@@ -61,7 +61,7 @@ ORV_WIDE2(copysign)
    [](long double x, long double y) -> long double { return expression; },                                        \
    [](__float128 x, __float128 y) -> __float128 { return expression; }, nullptr, nullptr}
 
-template <class R> R fraction(R x) { return w_copysign(x - w_trunc(x), x); }
+template <class R> R fraction(R x) { return w_copysign(x - x == 0 ? x - w_trunc(x) : x == x ? R(0) : x, x); }
 template <class R> R real_power(R x, R y) {
   R const infinite = R(1) / R(0);
   bool const indeterminate =
