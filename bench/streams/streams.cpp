@@ -15,6 +15,9 @@
 #include <random>
 #include <string>
 #include <vector>
+#ifdef ORV_HAS_RANDOM123
+#  include <Random123/philox.h>
+#endif
 #ifdef ORV_HAS_BOOST
 #  include <boost/random.hpp>
 #  include <boost/random/niederreiter_base2.hpp>
@@ -89,6 +92,23 @@ std::vector<Entry<uint32_t>> integers() {
   list.push_back({"gsl mt19937", false, [g](uint32_t* r, int n) {
                     for (int i = 0; i < n; ++i) r[i] = static_cast<uint32_t>(gsl_rng_get(g));
                   }});
+#endif
+#ifdef ORV_HAS_RANDOM123
+  // Counter by counter into the array, four words each.
+  auto counted = [&list](const char* name, auto engine) {
+    using Engine = decltype(engine);
+    typename Engine::ctr_type counter = {{}};
+    typename Engine::key_type const key = {{}};
+    list.push_back({name, false, [=](uint32_t* r, int n) mutable {
+                      Engine e;
+                      for (int i = 0; i + 4 <= n; i += 4) {
+                        counter.incr();
+                        auto const block = e(counter, key);
+                        std::memcpy(r + i, &block, 16);
+                      }
+                    }});
+  };
+  counted("random123 philox", r123::Philox4x32());
 #endif
   return list;
 }
