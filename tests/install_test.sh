@@ -18,7 +18,7 @@ target_link_libraries(c orv::elementwise)
 add_executable(cpp $source/examples/elementwise.cpp)
 target_link_libraries(cpp orv::elementwise)
 END
-cmake -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
+cmake -G Ninja -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/build" >/dev/null
 "$work/build/c" >/dev/null
 "$work/build/cpp" >/dev/null
