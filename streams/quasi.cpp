@@ -308,6 +308,9 @@ struct Run {
   Map const* map;
   uint32_t* vectors;
 };
+// Words from one run's vector to the next: whole pairs of cache lines, so that threads share none.
+constexpr size_t pitch(size_t d) { return (d + 31) / 32 * 32; }
+
 template <class Map>
 void run_points(int index, int, int, void* context) {
   auto const& t = *static_cast<Run<Map> const*>(context);
@@ -317,7 +320,7 @@ void run_points(int index, int, int, void* context) {
   head.counter += first;
   View own = *t.v;
   own.head = &head;
-  own.vector = t.vectors + static_cast<size_t>(index) * d;
+  own.vector = t.vectors + static_cast<size_t>(index) * pitch(d);
   for (uint32_t j = 0; j < d; ++j) own.vector[j] = own.closed_form(j, head.counter);
   walk_in_memory(own, edge(index + 1) - first, t.r + static_cast<size_t>(first) * d, *t.map);
 }
@@ -349,11 +352,11 @@ bool walk_on_threads(View& v, uint32_t count, typename Map::Real* r, Map const& 
   uint32_t const runs = 4 * static_cast<uint32_t>(limit());
   size_t const d = v.d;
   // The closed form costs up to 32 steps, so runs are to be much longer.
-  auto* vectors = count / 128 >= runs ? static_cast<uint32_t*>(core::allocate(4 * d * runs)) : nullptr;
+  auto* vectors = count / 128 >= runs ? static_cast<uint32_t*>(core::allocate(4 * pitch(d) * runs)) : nullptr;
   if (vectors) {
     Run<Map> task{&v, count, runs, r, &map, vectors};
     run(static_cast<int>(runs), 0, &task, run_points<Map>);
-    std::memcpy(v.vector, vectors + d * (runs - 1), 4 * d);
+    std::memcpy(v.vector, vectors + pitch(d) * (runs - 1), 4 * d);
     core::deallocate(vectors);
     v.head->counter += count;
     return true;
