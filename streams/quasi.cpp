@@ -4,7 +4,7 @@
 // A point is the exclusive or of the words that belong to the bits of the Gray code of its index, so the next
 // point costs one exclusive or for each coordinate, with the row of the words of one bit. Up to 16
 // coordinates stay in registers; a vector store may run over into the place of the next point, which is
-// written after it. Wide points run on threads by stripes of 32 coordinates.
+// written after it. Wide points run on threads by runs of points, in short calls by stripes of 32 coordinates.
 #include "streams/quasi.h"
 
 using namespace orv;
