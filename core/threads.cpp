@@ -1,11 +1,13 @@
 // A pool of threads behind the thread functions. Threads start when they are first wanted and sleep between
-// calls. The caller works too; a call from inside a chunk, or while another thread uses the pool, runs its
-// chunks on the caller alone, so that no call can wait for itself.
+// calls, but look out for the next call a little while first: waking a thread takes as long as much of the
+// work that is worth sharing. The caller works too; a call from inside a chunk, or while another thread uses
+// the pool, runs its chunks on the caller alone, so that no call can wait for itself.
 #include "core/export.h"
 #include "orv/core.h"
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +24,14 @@ namespace {
 using Callback = void (*)(int, int, int, void*);
 constexpr int max_threads = 256;
 thread_local bool inside_chunk = false;
+
+// Waits in place for what another thread is about to do; gives up after a short time.
+template <class Ready>
+void look_out(Ready ready) {
+  auto const end = std::chrono::steady_clock::now() + std::chrono::microseconds(60);
+  while (!ready() && std::chrono::steady_clock::now() < end)
+    for (int i = 0; i < 8; ++i) __builtin_ia32_pause();
+}
 
 class Pool {
  public:
@@ -42,6 +52,9 @@ class Pool {
     work();
     std::unique_lock<std::mutex> lock(state_);
     seats_ = 0; // whoever did not wake up in time isn't needed any more
+    lock.unlock();
+    look_out([this] { return busy_ == 0; });
+    lock.lock();
     done_.wait(lock, [this] { return busy_ == 0; });
   }
 
@@ -63,7 +76,7 @@ class Pool {
   void grow(int wanted) {
     while (static_cast<int>(workers_.size()) < wanted) {
       try {
-        workers_.emplace_back([this, seen = generation_] { loop(seen); });
+        workers_.emplace_back([this, seen = generation_.load()] { loop(seen); });
       } catch (...) {
         return; // fewer threads do the same work
       }
@@ -71,8 +84,9 @@ class Pool {
   }
 
   void loop(unsigned seen) {
-    std::unique_lock<std::mutex> lock(state_);
     for (;;) {
+      look_out([&] { return stopping_ || generation_ != seen; });
+      std::unique_lock<std::mutex> lock(state_);
       wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
       if (stopping_) return;
       seen = generation_;
@@ -96,9 +110,10 @@ class Pool {
   std::condition_variable wake_, done_;
   std::vector<std::thread> workers_;
   std::atomic<int> next_{0};
-  int chunks_ = 0, seats_ = 0, busy_ = 0;
-  unsigned generation_ = 0;
-  bool stopping_ = false;
+  int chunks_ = 0, seats_ = 0;
+  std::atomic<int> busy_{0};
+  std::atomic<unsigned> generation_{0};
+  std::atomic<bool> stopping_{false};
   void* context_ = nullptr;
   Callback callback_ = nullptr;
 };
@@ -131,9 +146,10 @@ Pool* the_pool() {
 } // namespace
 
 ORV_CORE_EXPORT int orv_rnq_serv_threader_get_num_threads_limit(void) {
+  static int const processors = static_cast<int>(std::thread::hardware_concurrency()); // asks the system
   int limit = 0;
   if (const char* wish = std::getenv("ORV_NUM_THREADS")) limit = std::atoi(wish);
-  if (limit < 1) limit = static_cast<int>(std::thread::hardware_concurrency());
+  if (limit < 1) limit = processors;
   return std::clamp(limit, 1, max_threads);
 }
 

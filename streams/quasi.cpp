@@ -4,8 +4,11 @@
 // A point is the exclusive or of the words that belong to the bits of the Gray code of its index, so the next
 // point costs one exclusive or for each coordinate, with the row of the words of one bit. Up to 16
 // coordinates stay in registers; a vector store may run over into the place of the next point, which is
-// written after it. Wide points run on threads by runs of points, in short calls by stripes of 32 coordinates.
+// written after it. Wide points run on threads by runs of points, a few very wide ones by stripes of
+// coordinates.
 #include "streams/quasi.h"
+
+#include <algorithm>
 
 using namespace orv;
 using namespace orv::streams;
@@ -48,6 +51,14 @@ struct View {
     uint32_t x = 0;
     for (uint32_t gray = index ^ index >> 1; gray; gray &= gray - 1) x ^= tables.row(j)[__builtin_ctz(gray)];
     return x;
+  }
+  void move_to(uint32_t index) {
+    head->counter = index;
+    std::memset(vector, 0, sizeof *vector * d);
+    for (uint32_t gray = index ^ index >> 1; gray; gray &= gray - 1) {
+      uint32_t const* column = tables.column(static_cast<uint32_t>(__builtin_ctz(gray)));
+      for (uint32_t j = 0; j < d; ++j) vector[j] ^= column[j];
+    }
   }
 };
 
@@ -161,8 +172,7 @@ int32_t skip(View& v, int32_t n, uint64_t c) {
   uint64_t const past = c - h.pending, q = past / d + (h.pending ? 1 : 0);
   auto const r = static_cast<uint32_t>(past % d);
   if (q) {
-    h.counter += static_cast<uint32_t>(q);
-    for (uint32_t j = 0; j < v.d; ++j) v.vector[j] = v.closed_form(j, h.counter);
+    v.move_to(h.counter + static_cast<uint32_t>(q));
   }
   h.pending = r ? v.d - r : 0;
   return RnqOk;
@@ -240,63 +250,42 @@ void walk_in_registers(View& v, uint32_t count, typename Map::Real* r, Map const
   v.head->counter = counter;
 }
 
+// `count` points, the coordinates from `first` to `last` of them; the counter stays.
 template <class Map>
-void walk_in_memory(View& v, uint32_t count, typename Map::Real* r, Map const& map) {
-  for (; count > 0; --count, r += v.d) {
-    uint32_t const* column = v.tables.column(View::next_bit(v.head->counter++));
-    uint32_t j = 0;
-    for (; j + 8 <= v.d; j += 8) {
-      __m256i const x = load8(v.vector + j);
-      map(r + j, x);
-      store8(v.vector + j, _mm256_xor_si256(x, load8(column + j)));
+void walk_in_memory(View const& v, uint32_t first, uint32_t last, uint32_t count, typename Map::Real* r,
+                    Map const& map) {
+  uint32_t* x = v.vector;
+  for (uint32_t counter = v.head->counter; count > 0; --count, ++counter, r += v.d) {
+    uint32_t const* column = v.tables.column(View::next_bit(counter));
+    uint32_t j = first;
+    for (; j + 8 <= last; j += 8) {
+      __m256i const now = load8(x + j);
+      map(r + j, now);
+      store8(x + j, _mm256_xor_si256(now, load8(column + j)));
     }
-    emit(r + j, static_cast<int>(v.d - j), map, v.vector + j);
-    for (; j < v.d; ++j) v.vector[j] ^= column[j];
+    emit(r + j, static_cast<int>(last - j), map, x + j);
+    for (; j < last; ++j) x[j] ^= column[j];
   }
 }
 
-constexpr uint32_t stripe = 32;
-
 template <class Map>
 struct Task {
-  View* v;
-  uint32_t count;
+  View const* v;
+  uint32_t count, threads, stripe;
   typename Map::Real* r;
   Map const* map;
 };
 
-// One stripe of coordinates over all points.
+// A stripe of coordinates over all points. Stripes worked on at the same time are not neighbours: these have
+// a cache line in common in every point.
+constexpr uint32_t stripes_a_thread = 8;
 template <class Map>
-void run_task(int index, int, int, void* context) {
+void run_stripe(int index, int, int, void* context) {
   auto const& t = *static_cast<Task<Map> const*>(context);
-  uint32_t const first = stripe * static_cast<uint32_t>(index), d = t.v->d;
-  uint32_t const width = d - first < stripe ? d - first : stripe, vectors = (width + 7) / 8;
-  uint32_t point[stripe] = {};
-  std::memcpy(point, t.v->vector + first, 4 * width);
-  uint32_t counter = t.v->head->counter;
-  auto* r = t.r + first;
-  auto column = [&] { return t.v->tables.column(View::next_bit(counter++)) + first; };
-  if (width == stripe) {
-    __m256i x[4];
-    for (int k = 0; k < 4; ++k) x[k] = load8(point + 8 * k);
-    for (uint32_t i = 0; i < t.count; ++i, r += d) {
-      uint32_t const* c = column();
-#pragma GCC unroll 4
-      for (int k = 0; k < 4; ++k) {
-        (*t.map)(r + 8 * k, x[k]);
-        x[k] = _mm256_xor_si256(x[k], load8(c + 8 * k));
-      }
-    }
-    for (int k = 0; k < 4; ++k) store8(point + 8 * k, x[k]);
-  } else {
-    for (uint32_t i = 0; i < t.count; ++i, r += d) {
-      emit(r, static_cast<int>(width), *t.map, point);
-      uint32_t const* c = column(); // rows of columns are longer than the dimension by up to a stripe's rest
-      for (uint32_t k = 0; k < vectors; ++k)
-        store8(point + 8 * k, _mm256_xor_si256(load8(point + 8 * k), load8(c + 8 * k)));
-    }
-  }
-  std::memcpy(t.v->vector + first, point, 4 * width);
+  auto const i = static_cast<uint32_t>(index);
+  uint32_t const first = (i % t.threads * stripes_a_thread + i / t.threads) * t.stripe;
+  if (first >= t.v->d) return;
+  walk_in_memory(*t.v, first, std::min(first + t.stripe, t.v->d), t.count, t.r, *t.map);
 }
 
 // A run of points with a vector of its own, from the closed form of its first point on.
@@ -317,12 +306,11 @@ void run_points(int index, int, int, void* context) {
   auto edge = [&](int i) { return static_cast<uint32_t>(static_cast<uint64_t>(t.count) * i / t.runs); };
   uint32_t const first = edge(index), d = t.v->d;
   QuasiHead head = *t.v->head;
-  head.counter += first;
   View own = *t.v;
   own.head = &head;
   own.vector = t.vectors + static_cast<size_t>(index) * pitch(d);
-  for (uint32_t j = 0; j < d; ++j) own.vector[j] = own.closed_form(j, head.counter);
-  walk_in_memory(own, edge(index + 1) - first, t.r + static_cast<size_t>(first) * d, *t.map);
+  own.move_to(head.counter + first);
+  walk_in_memory(own, 0, d, edge(index + 1) - first, t.r + static_cast<size_t>(first) * d, *t.map);
 }
 
 // From which number of points on threads pay for a dimension.
@@ -340,6 +328,7 @@ bool worth_threads(uint32_t d, uint32_t points) {
   return false;
 }
 
+// Points under the threads' map; false where the serial map holds.
 template <class Map>
 bool walk_on_threads(View& v, uint32_t count, typename Map::Real* r, Map const& map) {
   if (!worth_threads(v.d, count)) return false;
@@ -349,20 +338,25 @@ bool walk_on_threads(View& v, uint32_t count, typename Map::Real* r, Map const& 
   auto* run = reinterpret_cast<decltype(&orv_rnq_serv_threader_for)>(
       core::load_thread_fun("orv_rnq_serv_threader_for"));
   if (!run) return false;
-  uint32_t const runs = 4 * static_cast<uint32_t>(limit());
+  // Below this size the lines' way from one core's cache to the other's costs more than a second core saves.
+  constexpr size_t worth_waking = size_t{4} << 20;
   size_t const d = v.d;
-  // The closed form costs up to 32 steps, so runs are to be much longer.
-  auto* vectors = count / 128 >= runs ? static_cast<uint32_t*>(core::allocate(4 * pitch(d) * runs)) : nullptr;
-  if (vectors) {
+  auto const threads = static_cast<uint32_t>(limit());
+  // Short runs keep all threads busy to the end; the first point of each costs up to 32 steps.
+  uint32_t const runs = std::min(16 * threads, count / 128);
+  uint32_t* vectors = nullptr;
+  if (count * d * sizeof *r < worth_waking) {
+    walk_in_memory(v, 0, v.d, count, r, map);
+  } else if (runs >= 2 * threads && (vectors = static_cast<uint32_t*>(core::allocate(4 * pitch(d) * runs)))) {
     Run<Map> task{&v, count, runs, r, &map, vectors};
     run(static_cast<int>(runs), 0, &task, run_points<Map>);
     std::memcpy(v.vector, vectors + pitch(d) * (runs - 1), 4 * d);
     core::deallocate(vectors);
-    v.head->counter += count;
-    return true;
+  } else {
+    uint32_t const stripes = stripes_a_thread * threads, stripe = (v.d / stripes + 16) & ~15u;
+    Task<Map> task{&v, count, threads, stripe, r, &map};
+    run(static_cast<int>(stripes), 0, &task, run_stripe<Map>);
   }
-  Task<Map> task{&v, count, r, &map};
-  run(static_cast<int>((v.d + stripe - 1) / stripe), 0, &task, run_task<Map>);
   v.head->counter += count;
   return true;
 }
@@ -405,8 +399,10 @@ int32_t generate(RngStream* stream, int32_t n, typename Maps::Real* r, Maps cons
       walk_in_registers<1>(v, points, r, map);
     else if (v.d <= 16)
       walk_in_registers<2>(v, points, r, map);
-    else if (!walk_on_threads(v, points, r, maps.threaded))
-      walk_in_memory(v, points, r, map);
+    else if (!walk_on_threads(v, points, r, maps.threaded)) {
+      walk_in_memory(v, 0, v.d, points, r, map);
+      h.counter += points;
+    }
   }
   if (rest) {
     emit(r + static_cast<size_t>(points) * v.d, static_cast<int>(rest), map, v.vector);

@@ -7,9 +7,11 @@
 // calibrated by a chain of additions of known length beside each run.
 #include "orv/streams.h"
 #include "bench/cycles.h"
+#include "orv/core.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
@@ -149,6 +151,41 @@ std::vector<Entry<double>> quasi(unsigned d) {
   return list;
 }
 
+// Wide points on one thread and on all, and plain stores likewise: what the memory leaves to gain.
+std::vector<Entry<uint32_t>> wide(uint32_t d) {
+  std::vector<uint32_t> params{d, 1, 4};
+  std::mt19937 random;
+  for (uint32_t j = 0; j < 32 * d; ++j) params.push_back(static_cast<uint32_t>(random()));
+  RngStream* stream;
+  if (__rnqNewStreamEx(&stream, 0x600000, static_cast<int32_t>(params.size()), params.data()) < 0) return {};
+  struct Part {
+    uint32_t* r;
+    int n, parts;
+  };
+  auto stores = [](int index, int, int, void* context) {
+    auto const& p = *static_cast<Part*>(context);
+    auto edge = [&](int i) { return p.r + static_cast<int64_t>(p.n / 4) * i / p.parts * 4; };
+    for (uint32_t *r = edge(index), *end = edge(index + 1); r < end; r += 4)
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(r), _mm_set1_epi32(index));
+  };
+  std::vector<Entry<uint32_t>> list;
+  for (const char* threads : {"1", ""}) {
+    std::string const where = *threads ? " on one thread" : " on all threads";
+    list.push_back({"Sobol" + where, true, [=](uint32_t* r, int n) {
+                      uint32_t const first = 1;
+                      std::memcpy(stream + 1, &first, 4);
+                      setenv("ORV_NUM_THREADS", threads, 1);
+                      __rnqiBRngSobol(stream, n, r);
+                    }});
+    list.push_back({"stores" + where, false, [=](uint32_t* r, int n) {
+                      setenv("ORV_NUM_THREADS", threads, 1);
+                      Part part{r, n, 32};
+                      orv_rnq_serv_threader_for(part.parts, 0, &part, stores);
+                    }});
+  }
+  return list;
+}
+
 template <class T>
 std::vector<Entry<T>> entries() {
   std::vector<Entry<T>> list;
@@ -195,7 +232,8 @@ std::vector<Entry<T>> entries() {
 template <class T>
 void table(std::vector<Entry<T>> list, const char* type, int n, int runs, bool csv) {
   std::vector<T> r(n);
-  int const repeats = std::max(1, 30000 / n);
+  int const repeats =
+      std::max(4, 30000 / n); // so that each works mostly on what it left in the caches itself
   for (auto& e : list) e.fill(r.data(), n);
   for (int run = 0; run < runs; ++run)
     for (auto& e : list) {
@@ -236,4 +274,7 @@ int main(int count, char** args) {
   }
   table(quasi(8), "points of 8", 8000, runs, csv);
   table(quasi(40), "points of 40", 40000, runs, csv);
+  table(wide(512), "points of 512", 512 * 4096, runs, csv);
+  table(wide(2048), "points of 2048", 2048 * 2000, runs, csv);
+  table(wide(20000), "points of 20000", 20000 * 100, runs, csv);
 }
