@@ -5,6 +5,7 @@
 // piece at a time so that it stays in the first-level cache; tempering and mapping read it from there. No
 // place depends on the seven before it, so everything runs in vectors of eight.
 #include "streams/mt_jump.h"
+#include "streams/ring_image.h"
 #include "streams/stream.h"
 
 using namespace orv::streams;
@@ -156,52 +157,19 @@ void seed_by_array(typename G::State& s, int32_t n, uint32_t const* key) {
 
 // ---- skip-ahead of MT19937 ----
 
-Mt19937::State& image(void* p) { return state_of<Mt19937::State>(static_cast<RngStream*>(p)); }
-Mt19937::State const& image(void const* p) { return image(const_cast<void*>(p)); }
+using Image = RingImage<Mt19937::State, Mt19937::N, &Mt19937::State::mt>;
 
-void jump_zero(void* p) {
-  std::memset(image(p).mt, 0, sizeof image(p).mt);
-  image(p).index = 0;
-}
-// In ring order the two blocks meet in at most three straight pieces.
-void jump_add(void* destination, void const* source) {
-  auto& d = image(destination);
-  auto const& s = image(source);
-  constexpr int N = Mt19937::N;
-  int i = d.index % N, k = s.index % N;
-  for (int left = N; left > 0;) {
-    int part = left;
-    if (part > N - i) part = N - i;
-    if (part > N - k) part = N - k;
-    for (int t = 0; t < part; ++t) d.mt[i + t] ^= s.mt[k + t];
-    i = (i + part) % N;
-    k = (k + part) % N;
-    left -= part;
-  }
-}
-void jump_copy(void* destination, void const* source) {
-  std::memcpy(image(destination).mt, image(source).mt, sizeof(Mt19937::State::mt));
-  image(destination).index = image(source).index;
-}
 void jump_step(void* p) {
-  auto& s = image(p);
+  auto& s = Image::of(p);
   constexpr int N = Mt19937::N;
   int const i = s.index >= N ? 0 : s.index, next = i + 1 == N ? 0 : i + 1;
   uint32_t const y = (s.mt[i] & Mt19937::upper) | (s.mt[next] & ~Mt19937::upper);
   s.mt[i] = s.mt[i + Mt19937::M < N ? i + Mt19937::M : i + Mt19937::M - N] ^ y >> 1 ^ (-(y & 1) & 0x9908B0DF);
   s.index = next;
 }
-void jump_finish(RngStream* stream, void const* p, int32_t) {
-  auto& s = image(static_cast<void*>(stream));
-  auto const& t = image(p);
-  constexpr int N = Mt19937::N;
-  int const first = t.index % N;
-  std::memcpy(s.mt, t.mt + first, 4 * (N - first));
-  std::memcpy(s.mt + N - first, t.mt, 4 * first);
-  s.index = N;
-}
+void jump_finish(RngStream* stream, void const* p, int32_t) { Image::straighten(stream, p); }
 int32_t jump_prepare(RngStream* stream, uint64_t* count, int32_t* remainder) {
-  auto& s = image(static_cast<void*>(stream));
+  auto& s = Image::of(stream);
   constexpr int N = Mt19937::N;
   int const left = N - index_of(s, N);
   *remainder = 0;
@@ -218,8 +186,8 @@ constexpr uint64_t jump_threshold = 0x400000;
 
 int32_t skip_ahead(RngStream* stream, uint64_t count) {
   if (count >= jump_threshold)
-    return __rnq_SkipAheadSWin(stream, jump_zero, jump_add, jump_copy, jump_step, jump_finish, jump_prepare,
-                               count, Mt19937::N, 19937, 2520,
+    return __rnq_SkipAheadSWin(stream, Image::zero, Image::add, Image::copy, jump_step, jump_finish,
+                               jump_prepare, count, Mt19937::N, 19937, 2520,
                                sizeof mt19937_jump_polynomial / sizeof(int32_t), mt19937_jump_polynomial);
   auto& s = state_of<Mt19937::State>(stream);
   constexpr int N = Mt19937::N;

@@ -4,6 +4,7 @@
 // there. Each 128-bit word needs the one before it, which costs two operations in a row; everything else
 // overlaps.
 #include "streams/mt_jump.h"
+#include "streams/ring_image.h"
 #include "streams/stream.h"
 
 using namespace orv::streams;
@@ -152,33 +153,10 @@ void seed(State& s, int32_t n, uint32_t const* key) {
 
 // ---- skip-ahead; images step by 128-bit words ----
 
-State& image(void* p) { return state_of<State>(static_cast<RngStream*>(p)); }
-State const& image(void const* p) { return image(const_cast<void*>(p)); }
+using Image = RingImage<State, N, &State::w>;
 
-void jump_zero(void* p) {
-  std::memset(image(p).w, 0, sizeof image(p).w);
-  image(p).index = 0;
-}
-void jump_add(void* destination, void const* source) {
-  auto& d = image(destination);
-  auto const& s = image(source);
-  int i = d.index % N, k = s.index % N;
-  for (int left = N; left > 0;) { // in ring order, at most three straight pieces
-    int part = left;
-    if (part > N - i) part = N - i;
-    if (part > N - k) part = N - k;
-    for (int t = 0; t < part; ++t) d.w[i + t] ^= s.w[k + t];
-    i = (i + part) % N;
-    k = (k + part) % N;
-    left -= part;
-  }
-}
-void jump_copy(void* destination, void const* source) {
-  std::memcpy(image(destination).w, image(source).w, sizeof(State::w));
-  image(destination).index = image(source).index;
-}
 void jump_step(void* p) {
-  auto& s = image(p);
+  auto& s = Image::of(p);
   int const i = s.index % N;
   auto word = [&](int k) { return Recurrence::load(s.w + (i + 4 * k) % N); };
   Recurrence next(s.w + N);
@@ -188,16 +166,12 @@ void jump_step(void* p) {
   s.index = (i + 4) % N;
 }
 void jump_finish(RngStream* stream, void const* p, int32_t remainder) {
-  auto& s = image(static_cast<void*>(stream));
-  auto const& t = image(p);
-  int const first = t.index % N;
-  std::memcpy(s.w, t.w + first, 4 * (N - first));
-  std::memcpy(s.w + N - first, t.w, 4 * first);
-  s.index = N;
+  Image::straighten(stream, p);
+  auto& s = Image::of(stream);
   if (remainder) keep_pending(s, s.w + N, 4 - remainder);
 }
 int32_t jump_prepare(RngStream* stream, uint64_t* count, int32_t* remainder) {
-  auto& s = image(static_cast<void*>(stream));
+  auto& s = Image::of(stream);
   bound(s);
   uint64_t c = *count;
   *remainder = 0;
@@ -224,8 +198,8 @@ int32_t jump_prepare(RngStream* stream, uint64_t* count, int32_t* remainder) {
 int32_t skip_ahead(RngStream* stream, uint64_t count) {
   constexpr int degree = 19968;
   auto* jump = count < degree ? __rnq_SkipAheadHorner : __rnq_SkipAheadSWin;
-  return jump(stream, jump_zero, jump_add, jump_copy, jump_step, jump_finish, jump_prepare, count, N, degree,
-              2536, sizeof sfmt_jump_polynomial / sizeof *sfmt_jump_polynomial, sfmt_jump_polynomial);
+  return jump(stream, Image::zero, Image::add, Image::copy, jump_step, jump_finish, jump_prepare, count, N,
+              degree, 2536, sizeof sfmt_jump_polynomial / sizeof *sfmt_jump_polynomial, sfmt_jump_polynomial);
 }
 
 double middle(double a, double b) { return (a + b) / 2; }

@@ -2,74 +2,23 @@
 """Writes the tables of the exponential family: kernels/exp/tables.inc.
 
 Row j of table K is 2^(j/K): hi rounded to the working precision, lo the rounded rest; in the table of four
-floats lo is the rest relative to hi. Computed with integers.
+floats lo is the rest relative to hi. Computed with 60 digits.
 """
-from fractions import Fraction
-import math
-import struct
+from decimal import Decimal, getcontext
 import sys
 
+from table_text import emit, to_float
 
-def root_of_two(k, j, bits=200):
-    """2^(j/k) as a Fraction, k a power of two, by repeated integer square roots."""
-    scale = 1 << (2 * bits)
-    value = Fraction(1)
-    step, den = 2, k
-    # 2^(j/k) = product over the bits of j of 2^(2^i/k)
-    root = Fraction(2)
-    exponent = Fraction(1)
-    result = Fraction(1)
-    j = Fraction(j, k)
-    while exponent * k > 1 or j:
-        root = Fraction(math.isqrt(int(root * scale * scale) // 1), scale)
-        exponent /= 2
-        if j >= exponent:
-            result *= root
-            j -= exponent
-        if exponent * k <= 1:
-            break
-    return result
+getcontext().prec = 60
 
 
-def to_double(x):
-    return x.numerator / x.denominator  # correctly rounded by Python
-
-
-def to_float(x):
-    """Nearest float of a Fraction."""
-    if x == 0:
-        return 0.0
-    d = to_double(x)
-    candidates = set()
-    near = struct.unpack("f", struct.pack("f", d))[0]
-    bits = struct.unpack("I", struct.pack("f", near))[0]
-    for b in (bits - 1, bits, bits + 1):
-        candidates.add(struct.unpack("f", struct.pack("I", b))[0])
-    return min(candidates, key=lambda c: abs(Fraction(c) - x))
-
-
-def table(name, kind, k, low, relative=False):
-    convert = to_double if kind == "double" else to_float
-    suffix = "" if kind == "double" else "f"
-    rows = []
+def rows(convert, k, low, relative=False):
     for j in range(k):
-        x = root_of_two(k, j)
+        x = Decimal(2) ** (Decimal(j) / k)
         hi = convert(x)
-        rest = x - Fraction(hi)
-        lo = convert(rest / Fraction(hi) if relative else rest) if j else 0.0
-        text = float.hex(hi) + suffix
-        rows.append("{%s, %s}" % (text, float.hex(lo) + suffix) if low else text)
-    element = ("Pair<%s>" % kind) if low else kind
-    out = ["alignas(64) inline constexpr %s %s[%d] = {" % (element, name, k)]
-    line = "   "
-    for row in rows:
-        if len(line) + len(row) > 105:
-            out.append(line)
-            line = "   "
-        line += " " + row + ","
-    out.append(line)
-    out.append("};")
-    return "\n".join(out)
+        rest = x - Decimal(hi) if j else Decimal(0)
+        lo = convert(rest / Decimal(hi) if relative else rest)
+        yield (hi, lo) if low else hi
 
 
 def main():
@@ -86,7 +35,8 @@ def main():
             ("table_d128_hi", "double", 128, False),
             ("table_d1024", "double", 1024, False),
         ):
-            f.write(table(name, kind, k, low, *relative) + "\n")
+            convert = float if kind == "double" else to_float
+            emit(f, "Pair<%s>" % kind if low else kind, name, list(rows(convert, k, low, *relative)))
         f.write("// clang-format on\n")
 
 

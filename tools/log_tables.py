@@ -6,19 +6,12 @@ lower ones, so that it stays within about half an octave of 0. In pairs hi has t
 the exponent's term is exact. Computed with 60 digits.
 """
 from decimal import Decimal, getcontext
-import struct
 import sys
+
+from table_text import emit, to_float
 
 getcontext().prec = 60
 LN = {"ln": Decimal(1), "log10": Decimal(10).ln(), "log2": Decimal(2).ln()}
-
-
-def to_float(x):
-    d = float(x)
-    near = struct.unpack("f", struct.pack("f", d))[0]
-    bits = struct.unpack("i", struct.pack("f", near))[0]
-    around = [struct.unpack("f", struct.pack("i", b))[0] for b in (bits - 1, bits, bits + 1)] if near else [0.0]
-    return min(around, key=lambda c: abs(Decimal(c) - x))
 
 
 def split(x, unit, convert):
@@ -26,20 +19,6 @@ def split(x, unit, convert):
     scale = Decimal(2) ** unit
     hi = (x * scale).to_integral_value() / scale
     return float(hi), convert(x - hi)
-
-
-def emit(f, kind, name, rows):
-    suffix = "f" if kind.endswith("float") or "float>" in kind else ""
-    text = lambda r: "{" + ", ".join(map(text, r)) + "}" if isinstance(r, tuple) else float.hex(r) + suffix
-    f.write("alignas(64) inline constexpr %s %s[%d] = {\n" % (kind, name, len(rows)))
-    line = "   "
-    for row in rows:
-        t = " " + text(row) + ","
-        if len(line) + len(t) > 108:
-            f.write(line + "\n")
-            line = "   "
-        line += t
-    f.write(line + "\n};\n")
 
 
 def row(base, top, threshold, y):

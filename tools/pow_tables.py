@@ -1,35 +1,11 @@
 #!/usr/bin/env python3
 """Writes the tables of the power family: kernels/pow/tables.inc. Computed with 60 digits."""
 from decimal import Decimal, getcontext
-import struct
 import sys
 
+from table_text import emit, to_float
+
 getcontext().prec = 60
-
-
-def to_float(x):
-
-    near = struct.unpack("f", struct.pack("f", float(x)))[0]
-    if near == 0:
-        return 0.0
-    bits = struct.unpack("i", struct.pack("f", near))[0]
-    around = [struct.unpack("f", struct.pack("i", b))[0] for b in (bits - 1, bits, bits + 1)]
-    return min(around, key=lambda c: abs(Decimal(c) - x))
-
-
-def emit(f, kind, name, rows):
-    suffix = "f" if "float" in kind else ""
-    number = lambda v: float.hex(v) + suffix
-    text = lambda r: "{" + ", ".join(map(number, r)) + "}" if isinstance(r, tuple) else number(r)
-    f.write("alignas(64) inline constexpr %s %s[%d] = {\n" % (kind, name, len(rows)))
-    line = "   "
-    for row in rows:
-        t = " " + text(row) + ","
-        if len(line) + len(t) > 108:
-            f.write(line + "\n")
-            line = "   "
-        line += t
-    f.write(line + "\n};\n")
 
 
 def pair(x, convert):
