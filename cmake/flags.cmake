@@ -13,8 +13,10 @@ if(ORV_SANITIZE)
 endif()
 
 # Code that runs after the processor check only. No contraction, no reassociation: a fused step is
-# written fma() where it is meant, and scalar code rounds and raises flags as it stands.
+# written fma() where it is meant, and scalar code rounds and raises flags as it stands. GCC is kept from making
+# integer constants of vectors anew in every turn of a loop (move, insert, broadcast): it loads them.
 add_library(orv_kernel_flags INTERFACE)
 target_link_libraries(orv_kernel_flags INTERFACE orv_flags)
 target_compile_options(orv_kernel_flags INTERFACE -mavx2 -mfma -frounding-math -fsignaling-nans
+  $<$<CXX_COMPILER_ID:GNU>:-mtune-ctrl=^inter_unit_moves_to_vec>
   $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique -fno-exceptions -fno-rtti -fno-threadsafe-statics>)

@@ -54,7 +54,7 @@ inline simd::VecPair<float> entry(Bits<float> index, std::integral_constant<int,
   return simd::lookup_pair(table_s64, index);
 }
 inline simd::VecPair<float> entry(Bits<float> index, std::integral_constant<int, 32>) {
-  return {simd::lookup(table_s32, index), F(0.0f)};
+  return {simd::pick32(table_s32, index), F(0.0f)};
 }
 inline simd::VecPair<double> entry(Bits<double> index, std::integral_constant<int, 128>) {
   return simd::lookup_pair(table_d128, index + index);
@@ -65,7 +65,7 @@ template <class T, Level level> struct Expm1 : Expm1Constants<T, level> {
   using Result = T;
   using C = Expm1Constants<T, level>;
   using V = Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
 
   V eval(V x) const {
     V const k = simd::round<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(x * V(C::scale));

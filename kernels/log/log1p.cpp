@@ -74,7 +74,7 @@ template <Level level> struct Log1p<float, level> {
   }
   unsigned special(F x, F) const {
     F const s = x + F(1.0f);
-    return simd::lane_mask(simd::greater(Bits<float>(0x01800000), simd::bits(s) + Bits<float>(0x01000000)));
+    return simd::lane_mask(simd::outside(simd::bits(s), 0x00800000, 0x7EFFFFFF));
   }
   int repair(float x, float& r) const { return repair_log1p(x, r); }
 };

@@ -24,8 +24,7 @@ ORV_INLINE SplitF split(F x) {
 
 // Not a positive normal number: one integer compare for zero, denormals, negatives, infinities and NaN.
 ORV_INLINE unsigned not_positive_normal(F x) {
-  return simd::lane_mask(
-      simd::greater(Bits<float>(0x01000000), simd::bits(x) + Bits<float>(0x00800000)));
+  return simd::lane_mask(simd::outside(simd::bits(x), 0x00800000, 0x7F7FFFFF));
 }
 template <class T> ORV_INLINE unsigned outside_normal(Vec<T> x) {
   Vec<T> const low = simd::compare<_CMP_LT_OQ>(x, Vec<T>(simd::Format<T>::smallest_normal));

@@ -40,7 +40,7 @@ template <class T, Level level> struct Hypot {
     V const q = sum.q;
     if constexpr (sizeof(T) == 4) {
       Bits<float> const p = simd::bits(q);
-      lanes = simd::lane_mask(simd::greater(Bits<float>(0x1E300000), p) | simd::greater(p, Bits<float>(0x60A00000)));
+      lanes = simd::lane_mask(simd::outside(p, 0x1E300000, 0x60A00000));
       F const y = simd::approximate_rsqrt(q);
       F const s = y * q;
       if constexpr (level == Level::EP) return s;
@@ -49,8 +49,7 @@ template <class T, Level level> struct Hypot {
       return simd::fnma(h1, simd::fms(s1, s1, q) - sum.low, s1);
     } else {
       Bits<double> const p = simd::bits(q);
-      lanes = simd::lane_mask(Bits<double>(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x3BC00000), p.v)) |
-                              simd::greater_upper(p, 0x44100000));
+      lanes = simd::lane_mask(simd::outside(p, 0x3BC00000, 0x44100000));
       D const y = _mm256_cvtps_pd(_mm_rsqrt_ps(_mm256_cvtpd_ps(q.v)));
       D const s = y * q, e = simd::fms(s, y, D(1.0));
       D const c = level == Level::EP ? D(simd::horner(e, -0.5, 0.375))

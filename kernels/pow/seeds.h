@@ -34,15 +34,11 @@ ORV_INLINE D rsqrt_seed(D x) {
 // The lanes that are not positive and normal, by one integer compare: as a mask of whole lanes, since their
 // approximations are made NaN and so raise no flag further on.
 ORV_INLINE F not_positive_normal(F x) {
-  Bits<float> const t = simd::bits(x) - Bits<float>(0x80800000);
-  return simd::from_bits(simd::greater(t, Bits<float>(static_cast<int32_t>(0xFEFFFFFF))));
+  return simd::from_bits(simd::outside(simd::bits(x), 0x00800000, 0x7F7FFFFF));
 }
-// In `d` between limits on the upper words: from `low` and below `low` + `span`. Whole lanes are made of the
-// compare's upper halves.
-template <uint32_t low, uint32_t last> ORV_INLINE D outside_upper(D x) {
-  __m256i const shifted = _mm256_sub_epi32(simd::bits(x).v, _mm256_set1_epi64x(static_cast<int64_t>(uint64_t{low} << 32)));
-  __m256i const above = _mm256_cmpgt_epi32(shifted, _mm256_set1_epi32(static_cast<int32_t>(last)));
-  return _mm256_castsi256_pd(_mm256_shuffle_epi32(above, 0xF5));
+// In `d` by the upper words; whole lanes are made of the compare's upper halves.
+ORV_INLINE D outside_upper(D x, uint32_t first, uint32_t last) {
+  return _mm256_castsi256_pd(_mm256_shuffle_epi32(simd::outside(simd::bits(x), first, last).v, 0xF5));
 }
 
 } // namespace orv::power

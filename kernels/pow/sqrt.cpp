@@ -64,7 +64,7 @@ template <class T> ORV_INLINE Vec<T> sqrt_mask(Vec<T> x) {
   if constexpr (sizeof(T) == 4)
     return power::not_positive_normal(x);
   else
-    return outside_upper<0x80100000, 0xFFBFFFFF>(x);
+    return outside_upper(x, 0x00100000, 0x7FCFFFFF);
 }
 
 template <class T, Level level> struct Sqrt : Root<T> {
@@ -87,7 +87,7 @@ template <class T, Level level> struct InvSqrt : Root<T> {
     if constexpr (sizeof(T) == 4)
       mask = power::not_positive_normal(x);
     else
-      mask = outside_upper<0x80300000, 0xFF9FFFFF>(x);
+      mask = outside_upper(x, 0x00300000, 0x7FCFFFFF);
     lanes = simd::lane_mask(mask);
     Vec<T> const y = seed(x) | mask;
     if constexpr (sizeof(T) == 4) {
@@ -140,13 +140,9 @@ template <class T, Level level> struct Pow3o2 : Root<T> {
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> mask;
     if constexpr (sizeof(T) == 4) { // results stay in the normal range
-      Bits<float> const b = simd::bits(x);
-      mask = simd::from_bits(simd::greater(Bits<float>(0x16000000), b) | simd::greater(b, Bits<float>(0x69800000)));
+      mask = simd::from_bits(simd::outside(simd::bits(x), 0x16000000, 0x69800000));
     } else {
-      __m256i const b = simd::bits(x).v;
-      __m256i const outside = _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x15600000), b),
-                                              _mm256_cmpgt_epi32(b, _mm256_set1_epi32(0x69F00000)));
-      mask = _mm256_castsi256_pd(_mm256_shuffle_epi32(outside, 0xF5));
+      mask = outside_upper(x, 0x15600000, 0x69F00000);
     }
     lanes = simd::lane_mask(mask);
     auto const s = root<level>(x, seed(x) | mask);

@@ -51,8 +51,18 @@ ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Bits<double> o
 }
 
 ORV_INLINE VecPair<float> lookup_pair(const Pair<float>* table, Bits<float> index) {
+#ifdef __x86_64__
+  __m128i const low = _mm256_castsi256_si128(index.v), high = _mm256_extracti128_si256(index.v, 1);
+  auto const w0 = static_cast<uint64_t>(_mm_cvtsi128_si64(low)),
+             w1 = static_cast<uint64_t>(_mm_extract_epi64(low, 1)),
+             w2 = static_cast<uint64_t>(_mm_cvtsi128_si64(high)),
+             w3 = static_cast<uint64_t>(_mm_extract_epi64(high, 1));
+  std::size_t const i[8] = {static_cast<uint32_t>(w0), w0 >> 32, static_cast<uint32_t>(w1), w1 >> 32,
+                            static_cast<uint32_t>(w2), w2 >> 32, static_cast<uint32_t>(w3), w3 >> 32};
+#else
   alignas(32) uint32_t i[8];
   _mm256_store_si256(reinterpret_cast<__m256i*>(i), index.v);
+#endif
   auto two = [&](int a, int b) {
     return _mm_castpd_ps(_mm_loadh_pd(_mm_load_sd(reinterpret_cast<const double*>(table + i[a])),
                                       reinterpret_cast<const double*>(table + i[b])));
@@ -62,14 +72,16 @@ ORV_INLINE VecPair<float> lookup_pair(const Pair<float>* table, Bits<float> inde
   return {_mm256_shuffle_ps(a, b, 0x88), _mm256_shuffle_ps(a, b, 0xDD)};
 }
 
-ORV_INLINE Vec<float> lookup(const float* table, Bits<float> index) {
-  return _mm256_i32gather_ps(table, index.v, 4);
-}
-
 // In-register tables: the low bits of each lane pick one of 4 or 8 entries.
 ORV_INLINE Vec<float> pick4(Vec<float> table, Bits<float> index) { return _mm256_permutevar_ps(table.v, index.v); }
 ORV_INLINE Vec<float> pick8(Vec<float> table, Bits<float> index) {
   return _mm256_permutevar8x32_ps(table.v, index.v);
+}
+// 32 entries from four registers.
+ORV_INLINE Vec<float> pick32(const float* table, Bits<float> index) {
+  auto eight = [&](int i) { return pick8(load(table + 8 * i), index); };
+  Vec<float> const bit3 = from_bits(shift_left<28>(index)), bit4 = from_bits(shift_left<27>(index));
+  return blend(blend(eight(0), eight(1), bit3), blend(eight(2), eight(3), bit3), bit4);
 }
 
 } // namespace orv::simd

@@ -78,16 +78,30 @@ template <int n, class T> ORV_INLINE Bits<T> shift_right(Bits<T> a) { // logical
     return _mm256_srli_epi64(a.v, n);
 }
 ORV_INLINE Bits<float> shift_right_signed(Bits<float> a, int n) { return _mm256_srai_epi32(a.v, n); }
+// Signed compare of 32-bit lanes. As an instruction, since the compiler turns the intrinsic function into a minimum
+// and a test for equality where the constant next to b is easier for it to make.
+ORV_INLINE __m256i greater32(__m256i a, __m256i b) {
+  __m256i r;
+  __asm__("vpcmpgtd\t%2, %1, %0" : "=x"(r) : "x"(a), "xm"(b));
+  return r;
+}
 template <class T> ORV_INLINE Bits<T> greater(Bits<T> a, Bits<T> b) { // signed
   if constexpr (sizeof(T) == 4)
-    return _mm256_cmpgt_epi32(a.v, b.v);
+    return greater32(a.v, b.v);
   else
     return _mm256_cmpgt_epi64(a.v, b.v);
 }
 // Signed compare of the upper 32 bits of 64-bit lanes: cheaper than a compare of the whole. The result is
 // valid in the sign bit of each lane only.
 ORV_INLINE Bits<double> greater_upper(Bits<double> a, int32_t upper) {
-  return _mm256_cmpgt_epi32(a.v, _mm256_set1_epi32(upper));
+  return greater32(a.v, _mm256_set1_epi32(upper));
+}
+// Lanes whose bits, read as unsigned numbers, are not in first to last; in `d` by the upper 32 bits, and valid in
+// the sign bit of each lane only.
+template <class T> ORV_INLINE Bits<T> outside(Bits<T> a, uint32_t first, uint32_t last) {
+  constexpr uint32_t turn = 0x80000000; // to signed numbers
+  return greater32(_mm256_sub_epi32(a.v, _mm256_set1_epi32(static_cast<int32_t>(first + turn))),
+                   _mm256_set1_epi32(static_cast<int32_t>(last - first + turn)));
 }
 template <class T> ORV_INLINE Bits<T> equal(Bits<T> a, Bits<T> b) {
   if constexpr (sizeof(T) == 4)
