@@ -8,6 +8,8 @@ function(orv_export_list target)
     list(APPEND names ${lines})
   endforeach()
   if(WIN32)
+    # Tables, which are not called: else their names in a program would lead to jumps.
+    list(TRANSFORM names APPEND " DATA" REGEX "_[ct]tab$|^__RegBrngs")
     list(JOIN names "\n" body)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${target}.def CONTENT "EXPORTS\n${body}\n")
     target_sources(${target} PRIVATE ${PROJECT_BINARY_DIR}/${target}.def)

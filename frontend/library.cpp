@@ -1,8 +1,8 @@
 #include "frontend/library.h"
+#include "frontend/module.h"
 
 #include <cpuid.h>
 #include <cstdlib>
-#include <dlfcn.h>
 #include <filesystem>
 #include <vector>
 
@@ -46,23 +46,20 @@ Library::Library() {
   if (!lack.empty())
     throw Error("this processor cannot run the kernels, it lacks: " + lack + "; AVX2 and FMA are needed");
   namespace fs = std::filesystem;
-  constexpr const char* file = "liborv_elw_avx2.so.2";
-  std::error_code ignored;
-  fs::path const here = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  fs::path const file = module::kernel_library_file, here = module::program_directory();
   std::vector<fs::path> const places = {here / file, here / ".." / ORV_LIBDIR / file};
   std::string why;
   for (fs::path const& place : places) {
-    if (!fs::exists(place, ignored)) continue;
-    handle_ = dlopen(place.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (std::error_code ignored; !fs::exists(place, ignored)) continue;
+    handle_ = module::open(place, why);
     if (handle_) return;
-    why = dlerror();
   }
-  handle_ = dlopen(file, RTLD_NOW | RTLD_LOCAL);
-  if (handle_) return;
-  throw Error("the kernel library cannot be loaded: " + (why.empty() ? std::string(dlerror()) : why));
+  std::string elsewhere;
+  handle_ = module::open(file, elsewhere);
+  if (!handle_) throw Error("the kernel library cannot be loaded: " + (why.empty() ? elsewhere : why));
 }
 
-void* Library::find(const char* name) const { return dlsym(handle_, name); }
+void* Library::find(const char* name) const { return module::function(handle_, name); }
 
 void* Library::symbol(const char* name) const {
   if (void* address = find(name)) return address;

@@ -1,9 +1,9 @@
 #include "frame/core.h"
+#include "tests/support/environment.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -19,8 +19,8 @@ auto const limit =
 auto const parallel = reinterpret_cast<For>(orv::core::load_thread_fun("orv_rnq_serv_threader_for"));
 
 struct ThreadLimit {
-  explicit ThreadLimit(const char* n) { setenv("ORV_NUM_THREADS", n, 1); }
-  ~ThreadLimit() { unsetenv("ORV_NUM_THREADS"); }
+  explicit ThreadLimit(const char* n) { orv::test::set_environment("ORV_NUM_THREADS", n); }
+  ~ThreadLimit() { orv::test::set_environment("ORV_NUM_THREADS", nullptr); }
 };
 
 struct Visits {

@@ -276,8 +276,8 @@ TYPED_TEST(Integration, HintsThreadsAndStatuses) {
   for (bool const front : {false, true})
     for (int const order : {2, 4}) {
       Guarded<T> const breaks(x, front), rows(std::vector<T>(static_cast<size_t>(order) * 59, 1), front);
-      E::edit_pointer(task.task, DFParamBreaks, breaks.get());
-      E::edit_pointer(task.task, DFParamCoeffs, rows.get());
+      E::edit_pointer(task.task, DFParamBreaks, breaks.data());
+      E::edit_pointer(task.task, DFParamCoeffs, rows.data());
       task.task->splineOrder = order, task.task->splineType = 0;
       T const a[] = {nan, -1, inf, 0, -inf, T(1e30)}, b[] = {0, nan, 0, inf, T(1e30), nan};
       T many[6];

@@ -191,12 +191,12 @@ TYPED_TEST(Interpolation, SpreadSitesFlagWidthsAndGivenCells) {
   Guarded<T> const coefficients(
       std::vector<T>(task.coefficients.begin(), task.coefficients.begin() + 4 * 49));
   Guarded<T> const breaks(task.x);
-  E::edit_pointer(task.task, DFParamCoeffs, coefficients.get());
-  E::edit_pointer(task.task, DFParamBreaks, breaks.get());
+  E::edit_pointer(task.task, DFParamCoeffs, coefficients.data());
+  E::edit_pointer(task.task, DFParamBreaks, breaks.data());
   ASSERT_EQ(run(4), 0);
   for (size_t i = 0; i < 600; ++i) {
     int const p = std::clamp(cells[i], 1, 49) - 1;
-    T const* c = coefficients.get() + 4 * p;
+    T const* c = coefficients.data() + 4 * p;
     T const t = sites[i] - task.full[static_cast<size_t>(p)];
     ASSERT_EQ(again[i], std::fma(std::fma(std::fma(c[3], t, c[2]), t, c[1]), t, c[0]));
   }
@@ -218,18 +218,18 @@ TYPED_TEST(Interpolation, NothingIsReadOutsideOfAnArray) {
               coefficients(
                   {task.coefficients.begin(), task.coefficients.begin() + kind.order * (n - !with_knots)},
                   front);
-          E::edit_pointer(task.task, DFParamBreaks, breaks.get());
-          E::edit_pointer(task.task, DFParamCoeffs, coefficients.get());
-          if (with_knots) E::edit_pointer(task.task, DFParamInnerCond, knots.get());
+          E::edit_pointer(task.task, DFParamBreaks, breaks.data());
+          E::edit_pointer(task.task, DFParamCoeffs, coefficients.data());
+          if (with_knots) E::edit_pointer(task.task, DFParamInnerCond, knots.data());
           auto values = sites_around(task.full, 101, g);
           for (size_t i = 0; i < 101; i += 4) values[i] = i % 8 ? nan : i % 16 ? inf : -inf;
           Guarded<T> const sites(values, front), results(std::vector<T>(202), front);
           int32_t const flags[] = {1, 1};
           for (int64_t const site_hint : {0, 64})
-            ASSERT_EQ(E::interpolate(task.task, 1, 0, 101, sites.get(), site_hint, 2, flags, nullptr,
-                                     results.get(), 16, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, nullptr),
+            ASSERT_EQ(E::interpolate(task.task, 1, 0, 101, sites.data(), site_hint, 2, flags, nullptr,
+                                     results.data(), 16, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, nullptr),
                       0);
-          ASSERT_TRUE(std::isnan(results.get()[8]));
+          ASSERT_TRUE(std::isnan(results.data()[8]));
         }
 }
 

@@ -51,7 +51,7 @@ TYPED_TEST(Search, EveryMethodCountsTheBreaks) {
       auto const x = partition<T>(shape, n, g);
       Task<T> task(x, {}, 0);
       Guarded<T> const guarded(x);
-      E::edit_pointer(task.task, DFParamBreaks, guarded.get());
+      E::edit_pointer(task.task, DFParamBreaks, guarded.data());
       for (size_t const count : {0, 1, 5, 31, 32, 200, 7001}) {
         auto sites = hard_sites(x, count, g);
         for (int64_t const hint : {0, 2, 64}) { // hybrid, quasi-uniform, sorted
@@ -64,10 +64,10 @@ TYPED_TEST(Search, EveryMethodCountsTheBreaks) {
             for (DFThreader const* threader : {&serial, &parallel}) {
               Guarded<int32_t> const cells(std::vector<int32_t>(count, -5));
               ASSERT_EQ(E::search(task.task, 0, static_cast<int64_t>(count), sites.data(),
-                                  hint == 64 ? 64 : 0, data, cells.get(), nullptr, nullptr, threader),
+                                  hint == 64 ? 64 : 0, data, cells.data(), nullptr, nullptr, threader),
                         0);
               for (size_t i = 0; i < count; ++i)
-                ASSERT_EQ(cells.get()[i], counted(x, sites[i]))
+                ASSERT_EQ(cells.data()[i], counted(x, sites[i]))
                     << n << " hint " << hint << " site " << sites[i];
             }
         }

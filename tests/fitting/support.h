@@ -3,9 +3,9 @@
 #pragma once
 #include "orv/core.h"
 #include "orv/fitting.h"
+#include "tests/support/guarded.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
@@ -81,28 +81,7 @@ DFThreader threads() {
 inline DFThreader const serial = threads<1>();
 inline DFThreader const parallel = threads<3>();
 
-// An array whose end meets a page that must not be touched (or its beginning, for `front`).
-template <class T>
-class Guarded {
- public:
-  explicit Guarded(std::vector<T> const& values, bool front = false) {
-    size_t const page = 4096, bytes = values.size() * sizeof(T);
-    size_ = (bytes + page - 1) / page * page + 2 * page;
-    base_ = static_cast<char*>(mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    mprotect(base_ + page, size_ - 2 * page, PROT_READ | PROT_WRITE);
-    data_ = reinterpret_cast<T*>(front ? base_ + page : base_ + size_ - page - bytes);
-    if (bytes) std::memcpy(data_, values.data(), bytes);
-  }
-  ~Guarded() { munmap(base_, size_); }
-  Guarded(Guarded const&) = delete;
-  Guarded& operator=(Guarded const&) = delete;
-  T* get() const { return data_; }
-
- private:
-  char* base_;
-  size_t size_;
-  T* data_;
-};
+using orv::test::Guarded;
 
 enum class Shape { Even, Random, Hard }; // Hard: cell widths over six orders of magnitude
 

@@ -9,7 +9,8 @@ namespace orv::loop {
 namespace {
 
 // Kernels of the test: the sum of the parts; a real number spread on both; the parts changed places.
-template <class T> struct PartSum {
+template <class T>
+struct PartSum {
   using Operand = Complex<T>;
   using Result = T;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -22,20 +23,23 @@ template <class T> struct PartSum {
     return 1;
   }
 };
-template <class T> struct Spread {
+template <class T>
+struct Spread {
   using Operand = T;
   using Result = Complex<T>;
   static constexpr int operands = 1, results = 1, unroll = 2;
   auto eval(Vec<T> x) const { return ComplexVec<T>{x, x + x}; }
 };
-template <class T> struct Exchange {
+template <class T>
+struct Exchange {
   using Operand = Complex<T>;
   using Result = Complex<T>;
   static constexpr int operands = 2, results = 1, unroll = 1;
   auto eval(ComplexVec<T> x, ComplexVec<T> y) const { return ComplexVec<T>{x.im, y.re}; }
 };
 
-template <class T> void check_forms() {
+template <class T>
+void check_forms() {
   for (int n = 0; n < 40; ++n) {
     auto const size = static_cast<std::size_t>(n);
     std::vector<Complex<T>> z(size), w(size), out(size + 1);
@@ -56,7 +60,8 @@ template <class T> void check_forms() {
     }
     for (int i = 0; i < n; ++i) {
       auto const k = static_cast<std::size_t>(i);
-      ASSERT_EQ(r[k], i % 5 == 3 ? static_cast<T>(i) : static_cast<T>(100 + 2 * i)) << "n " << n << " i " << i;
+      ASSERT_EQ(r[k], i % 5 == 3 ? static_cast<T>(i) : static_cast<T>(100 + 2 * i))
+          << "n " << n << " i " << i;
       ASSERT_EQ(out[k].re, x[k]);
       ASSERT_EQ(out[k].im, 2 * x[k]);
     }
@@ -67,8 +72,8 @@ template <class T> void check_forms() {
     {
       ControlState const control;
       StridedOut<Complex<T>> const result{spread.data(), 3};
-      run(control, Exchange<T>(), n, StridedIn<Complex<T>>{z.data(), 1}, StridedIn<Complex<T>>{w.data() + (n ? n - 1 : 0), -1},
-          result, result, "exchange");
+      run(control, Exchange<T>(), n, StridedIn<Complex<T>>{z.data(), 1},
+          StridedIn<Complex<T>>{w.data() + (n ? n - 1 : 0), -1}, result, result, "exchange");
     }
     for (int i = 0; i < n; ++i) {
       ASSERT_EQ(spread[static_cast<std::size_t>(3 * i)].re, static_cast<T>(100 + i));

@@ -1,7 +1,7 @@
 // Mode word, default from the environment, per-thread blocks.
 #include "frame/thread_state.h"
+#include "tests/support/environment.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>
@@ -11,13 +11,10 @@ namespace {
 
 // The mode of a fresh thread under a value of the variable; null unsets it.
 uint32_t fresh_mode(const char* value, uint32_t (*first_use)() = &orv_elw_kernel_GetMode) {
-  if (value)
-    setenv("ORV_ELW_MODE", value, 1);
-  else
-    unsetenv("ORV_ELW_MODE");
+  test::set_environment("ORV_ELW_MODE", value);
   uint32_t mode = 0;
   std::thread([&] { mode = first_use(); }).join();
-  unsetenv("ORV_ELW_MODE");
+  test::set_environment("ORV_ELW_MODE", nullptr);
   return mode;
 }
 
@@ -80,7 +77,12 @@ TEST(Mode, SetReplacesWholeFieldsThatAreNotZero) {
   EXPECT_EQ(orv_elw_kernel_GetMode(), 0x92A0301u);
   EXPECT_EQ(orv_elw_kernel_GetTTableIndex(), 0);
   EXPECT_EQ(orv_elw_kernel_GetTTableIndexM(77, 3), 2);
-  EXPECT_EQ(fresh_mode("ELW_EP", [] { orv_elw_kernel_SetMode(0); return orv_elw_kernel_GetMode(); }), 0x1A03u);
+  EXPECT_EQ(fresh_mode("ELW_EP",
+                       [] {
+                         orv_elw_kernel_SetMode(0);
+                         return orv_elw_kernel_GetMode();
+                       }),
+            0x1A03u);
 }
 
 TEST(Mode, ThreadsHaveTheirOwn) {

@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <ucontext.h>
 #include <vector>
 
 namespace orv {
@@ -25,7 +24,7 @@ int callback(OrvErrorRecord* record) {
 }
 
 class Report : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override {
     records.clear();
     replacement = NAN;
@@ -171,6 +170,7 @@ TEST_F(Report, ExceptionFlagWithoutATrap) {
   }
 }
 
+#ifndef _WIN32 // as a signal
 sigjmp_buf landing;
 volatile int delivered_code;
 void on_exception(int, siginfo_t* info, void*) {
@@ -206,6 +206,7 @@ TEST_F(Report, ATrappedExceptionIsDelivered) {
   }
   sigaction(SIGFPE, &old, nullptr);
 }
+#endif
 
 } // namespace
 } // namespace orv

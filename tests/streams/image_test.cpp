@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
+#include <random>
 
 using namespace tools;
 
@@ -29,7 +29,7 @@ void put(Bytes& b, size_t at, T value) {
 class Images : public testing::Test {
  protected:
   void SetUp() override {
-    path_ = testing::TempDir() + "stream_image_" + std::to_string(getpid());
+    path_ = testing::TempDir() + "stream_image_" + std::to_string(std::random_device()());
     before_ = orv_serv_blocks_in_use();
   }
   void TearDown() override {
@@ -112,8 +112,9 @@ TEST_F(Images, NamesOfAGivenLength) {
   EXPECT_EQ(__rnqSaveStreamF(s.p, "/no/such/directory/file", -1), RnqErrFileOpen);
   Stream none;
   EXPECT_EQ(__rnqLoadStreamF(&none.p, "/no/such/directory/file", -1), RnqErrFileOpen);
-  bool const full = std::ifstream("/dev/full").good();
-  EXPECT_TRUE(!full || __rnqSaveStreamF(s.p, "/dev/full", -1) < 0);
+#ifdef __linux__
+  EXPECT_LT(__rnqSaveStreamF(s.p, "/dev/full", -1), 0);
+#endif
 }
 
 TEST_F(Images, BadHeaders) {
@@ -286,7 +287,7 @@ TEST_F(Images, WildStatesStayInBounds) {
 TEST_F(Images, CorpusOfTheFuzzTarget) {
   int loaded = 0, refused = 0;
   for (auto const& file : std::filesystem::directory_iterator(ORV_TEST_VECTORS "/stream_corpus"))
-    (exercise_image(file.path().c_str()) == RnqOk ? loaded : refused) += 1;
+    (exercise_image(file.path().string().c_str()) == RnqOk ? loaded : refused) += 1;
   EXPECT_GT(loaded, 10);
   EXPECT_GT(refused, 5);
 }
