@@ -29,7 +29,8 @@ inline double cycles_per_tick() {
 }
 
 // Core cycles an element of `repeats` calls of work over n elements.
-template <class Work> double cycles_per_element(long n, long repeats, Work work) {
+template <class Work>
+double cycles_per_element(long n, long repeats, Work work) {
   double const before = cycles_per_tick();
   uint64_t const start = ticks();
   for (long i = 0; i < repeats; ++i) work();

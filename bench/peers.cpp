@@ -9,16 +9,16 @@
 #include <iostream>
 #include <string>
 #ifdef ORV_HAS_SLEEF
-#include <sleef.h>
+#  include <sleef.h>
 #endif
 
 extern "C" {
 double exp10(double);
 float exp10f(float);
 #ifdef ORV_HAS_MVEC
-#define ORV_MVEC1(name)                                                                                           \
-  __m256d _ZGVdN4v_##name(__m256d);                                                                               \
-  __m256 _ZGVdN8v_##name##f(__m256);
+#  define ORV_MVEC1(name)                                                                                    \
+    __m256d _ZGVdN4v_##name(__m256d);                                                                        \
+    __m256 _ZGVdN8v_##name##f(__m256);
 ORV_MVEC1(exp)
 ORV_MVEC1(exp2)
 ORV_MVEC1(exp10)
@@ -40,31 +40,66 @@ namespace {
 using namespace orv::bench;
 
 // How a peer goes over an array.
-template <class T> using Work = void (*)(long n, const T* a, const T* b, T* r);
+template <class T>
+using Work = void (*)(long n, const T* a, const T* b, T* r);
 struct Peer {
   const char *peer, *name;
   Work<float> s;
   Work<double> d;
 };
 
-#define ORV_SCALAR1(e32, e64)                                                                                     \
-  [](long n, const float* a, const float*, float* r) { for (long i = 0; i < n; ++i) { float x = a[i]; r[i] = e32; } }, \
-      [](long n, const double* a, const double*, double* r) { for (long i = 0; i < n; ++i) { double x = a[i]; r[i] = e64; } }
-#define ORV_SCALAR2(e32, e64)                                                                                     \
-  [](long n, const float* a, const float* b, float* r) { for (long i = 0; i < n; ++i) { float x = a[i], y = b[i]; r[i] = e32; } }, \
-      [](long n, const double* a, const double* b, double* r) { for (long i = 0; i < n; ++i) { double x = a[i], y = b[i]; r[i] = e64; } }
-#define ORV_VECTOR1(f32, f64)                                                                                     \
-  [](long n, const float* a, const float*, float* r) {                                                            \
-    for (long i = 0; i + 8 <= n; i += 8) { __m256 x = _mm256_loadu_ps(a + i); _mm256_storeu_ps(r + i, f32); } },  \
-      [](long n, const double* a, const double*, double* r) {                                                     \
-        for (long i = 0; i + 4 <= n; i += 4) { __m256d x = _mm256_loadu_pd(a + i); _mm256_storeu_pd(r + i, f64); } }
-#define ORV_VECTOR2(f32, f64)                                                                                     \
-  [](long n, const float* a, const float* b, float* r) {                                                          \
-    for (long i = 0; i + 8 <= n; i += 8) {                                                                        \
-      __m256 x = _mm256_loadu_ps(a + i), y = _mm256_loadu_ps(b + i); _mm256_storeu_ps(r + i, f32); } },           \
-      [](long n, const double* a, const double* b, double* r) {                                                   \
-        for (long i = 0; i + 4 <= n; i += 4) {                                                                    \
-          __m256d x = _mm256_loadu_pd(a + i), y = _mm256_loadu_pd(b + i); _mm256_storeu_pd(r + i, f64); } }
+#define ORV_SCALAR1(e32, e64)                                                                                \
+  [](long n, const float* a, const float*, float* r) {                                                       \
+    for (long i = 0; i < n; ++i) {                                                                           \
+      float x = a[i];                                                                                        \
+      r[i] = e32;                                                                                            \
+    }                                                                                                        \
+  },                                                                                                         \
+      [](long n, const double* a, const double*, double* r) {                                                \
+        for (long i = 0; i < n; ++i) {                                                                       \
+          double x = a[i];                                                                                   \
+          r[i] = e64;                                                                                        \
+        }                                                                                                    \
+      }
+#define ORV_SCALAR2(e32, e64)                                                                                \
+  [](long n, const float* a, const float* b, float* r) {                                                     \
+    for (long i = 0; i < n; ++i) {                                                                           \
+      float x = a[i], y = b[i];                                                                              \
+      r[i] = e32;                                                                                            \
+    }                                                                                                        \
+  },                                                                                                         \
+      [](long n, const double* a, const double* b, double* r) {                                              \
+        for (long i = 0; i < n; ++i) {                                                                       \
+          double x = a[i], y = b[i];                                                                         \
+          r[i] = e64;                                                                                        \
+        }                                                                                                    \
+      }
+#define ORV_VECTOR1(f32, f64)                                                                                \
+  [](long n, const float* a, const float*, float* r) {                                                       \
+    for (long i = 0; i + 8 <= n; i += 8) {                                                                   \
+      __m256 x = _mm256_loadu_ps(a + i);                                                                     \
+      _mm256_storeu_ps(r + i, f32);                                                                          \
+    }                                                                                                        \
+  },                                                                                                         \
+      [](long n, const double* a, const double*, double* r) {                                                \
+        for (long i = 0; i + 4 <= n; i += 4) {                                                               \
+          __m256d x = _mm256_loadu_pd(a + i);                                                                \
+          _mm256_storeu_pd(r + i, f64);                                                                      \
+        }                                                                                                    \
+      }
+#define ORV_VECTOR2(f32, f64)                                                                                \
+  [](long n, const float* a, const float* b, float* r) {                                                     \
+    for (long i = 0; i + 8 <= n; i += 8) {                                                                   \
+      __m256 x = _mm256_loadu_ps(a + i), y = _mm256_loadu_ps(b + i);                                         \
+      _mm256_storeu_ps(r + i, f32);                                                                          \
+    }                                                                                                        \
+  },                                                                                                         \
+      [](long n, const double* a, const double* b, double* r) {                                              \
+        for (long i = 0; i + 4 <= n; i += 4) {                                                               \
+          __m256d x = _mm256_loadu_pd(a + i), y = _mm256_loadu_pd(b + i);                                    \
+          _mm256_storeu_pd(r + i, f64);                                                                      \
+        }                                                                                                    \
+      }
 
 const Peer peers[] = {
     {"libm", "Exp", ORV_SCALAR1(expf(x), exp(x))},
@@ -93,8 +128,11 @@ const Peer peers[] = {
     {"instruction", "Mul", ORV_VECTOR2(_mm256_mul_ps(x, y), _mm256_mul_pd(x, y))},
     {"instruction", "Div", ORV_VECTOR2(_mm256_div_ps(x, y), _mm256_div_pd(x, y))},
     {"instruction", "Sqrt", ORV_VECTOR1(_mm256_sqrt_ps(x), _mm256_sqrt_pd(x))},
-    {"instruction", "Inv", ORV_VECTOR1(_mm256_div_ps(_mm256_set1_ps(1), x), _mm256_div_pd(_mm256_set1_pd(1), x))},
-    {"instruction", "InvSqrt", ORV_VECTOR1(_mm256_div_ps(_mm256_set1_ps(1), _mm256_sqrt_ps(x)), _mm256_div_pd(_mm256_set1_pd(1), _mm256_sqrt_pd(x)))},
+    {"instruction", "Inv",
+     ORV_VECTOR1(_mm256_div_ps(_mm256_set1_ps(1), x), _mm256_div_pd(_mm256_set1_pd(1), x))},
+    {"instruction", "InvSqrt",
+     ORV_VECTOR1(_mm256_div_ps(_mm256_set1_ps(1), _mm256_sqrt_ps(x)),
+                 _mm256_div_pd(_mm256_set1_pd(1), _mm256_sqrt_pd(x)))},
 #ifdef ORV_HAS_MVEC
     {"libmvec", "Exp", ORV_VECTOR1(_ZGVdN8v_expf(x), _ZGVdN4v_exp(x))},
     {"libmvec", "Exp2", ORV_VECTOR1(_ZGVdN8v_exp2f(x), _ZGVdN4v_exp2(x))},
@@ -111,8 +149,13 @@ const Peer peers[] = {
     {"libmvec", "Hypot", ORV_VECTOR2(_ZGVdN8vv_hypotf(x, y), _ZGVdN4vv_hypot(x, y))},
 #endif
 #ifdef ORV_HAS_SLEEF
-#define ORV_SLEEF1(name, f, level) {"sleef_" #level, name, ORV_VECTOR1(Sleef_##f##f8_##level##avx2(x), Sleef_##f##d4_##level##avx2(x))}
-#define ORV_SLEEF2(name, f, level) {"sleef_" #level, name, ORV_VECTOR2(Sleef_##f##f8_##level##avx2(x, y), Sleef_##f##d4_##level##avx2(x, y))}
+#  define ORV_SLEEF1(name, f, level)                                                                         \
+    { "sleef_" #level, name, ORV_VECTOR1(Sleef_##f##f8_##level##avx2(x), Sleef_##f##d4_##level##avx2(x)) }
+#  define ORV_SLEEF2(name, f, level)                                                                         \
+    {                                                                                                        \
+      "sleef_" #level, name,                                                                                 \
+          ORV_VECTOR2(Sleef_##f##f8_##level##avx2(x, y), Sleef_##f##d4_##level##avx2(x, y))                  \
+    }
     ORV_SLEEF1("Exp", exp, u10),
     ORV_SLEEF1("Exp2", exp2, u10),
     ORV_SLEEF1("Exp2", exp2, u35),
@@ -136,7 +179,8 @@ const Peer peers[] = {
 #endif
 };
 
-template <class T> double time(Work<T> work, Ranges const& range, long n, long repeats) {
+template <class T>
+double time(Work<T> work, Ranges const& range, long n, long repeats) {
   static std::vector<T> a, b, r;
   static std::string last;
   if (last != range.name || a.size() != static_cast<std::size_t>(n)) {
@@ -168,7 +212,8 @@ int main() {
       double cycles = -1;
       for (Peer const& p : peers)
         if (peer == p.peer && name == p.name)
-          cycles = type == "s" ? time(p.s, range_of(name), n, repeats) : time(p.d, range_of(name), n, repeats);
+          cycles =
+              type == "s" ? time(p.s, range_of(name), n, repeats) : time(p.d, range_of(name), n, repeats);
       std::cout << cycles << std::endl;
     } else {
       return 1;

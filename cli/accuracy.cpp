@@ -12,12 +12,15 @@ namespace {
 
 constexpr int block = 4096;
 
-template <class T> using BitsOf = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+template <class T>
+using BitsOf = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
 // The type of the reference: wide enough for T and quick.
-template <class T> using WideOf = std::conditional_t<sizeof(T) == 4, double, long double>;
+template <class T>
+using WideOf = std::conditional_t<sizeof(T) == 4, double, long double>;
 
 // The unit in the last place of the correctly rounded value of x; below the normal range the smallest denormal.
-template <class T, class R> R unit(R x) {
+template <class T, class R>
+R unit(R x) {
   constexpr int digits = std::numeric_limits<T>::digits, lowest = std::numeric_limits<T>::min_exponent,
                 highest = std::numeric_limits<T>::max_exponent;
   int exponent;
@@ -32,13 +35,17 @@ template <class T, class R> R unit(R x) {
     return static_cast<R>(std::ldexp(1.0L, exponent));
 }
 
-template <class R> bool nan(R x) { return !(x == x); }
+template <class R>
+bool nan(R x) {
+  return !(x == x);
+}
 
 struct Error {
   double ulp, relative; // relative: 0 where the exact value is not normal
 };
 
-template <class T, class R> Error error_of(T result, R exact) {
+template <class T, class R>
+Error error_of(T result, R exact) {
   constexpr double infinite = std::numeric_limits<double>::infinity();
   if (nan(exact)) return nan(result) ? Error{0, 0} : Error{infinite, 1};
   if (nan(result)) return {infinite, 1};
@@ -94,8 +101,9 @@ void merge(WorstCase& into, WorstCase const& from) {
 
 // Arguments: all exponents alike, plain ranges, neighbours of values where functions change, and for two
 // operands results near 1, near the ends of the range, equal and very different sizes, small integers.
-template <class T> class Points {
-public:
+template <class T>
+class Points {
+ public:
   Points(uint64_t seed, bool two) : random_(seed), two_(two) {}
   void fill(T* a, T* b) {
     for (int i = 0; i < block; ++i) {
@@ -104,7 +112,7 @@ public:
     }
   }
 
-private:
+ private:
   uint64_t bits(int n) { return random_() >> (64 - n); }
   T uniform(double low, double high) {
     return static_cast<T>(low + (high - low) * (static_cast<double>(bits(53)) * 0x1p-53));
@@ -118,11 +126,16 @@ private:
   T one() {
     switch (bits(3)) {
     case 0:
-    case 1: return any_pattern();
-    case 2: return uniform(-1, 1);
-    case 3: return uniform(-100, 100);
-    case 4: return uniform(sizeof(T) == 4 ? -110 : -760, sizeof(T) == 4 ? 100 : 720);
-    case 5: return beside(T(1));
+    case 1:
+      return any_pattern();
+    case 2:
+      return uniform(-1, 1);
+    case 3:
+      return uniform(-100, 100);
+    case 4:
+      return uniform(sizeof(T) == 4 ? -110 : -760, sizeof(T) == 4 ? 100 : 720);
+    case 5:
+      return beside(T(1));
     case 6: {
       T const special[] = {0,
                            std::numeric_limits<T>::min(),
@@ -142,7 +155,8 @@ private:
                            std::numeric_limits<T>::infinity()};
       return beside(special[bits(4)]);
     }
-    default: return std::ldexp(uniform(1, 2), static_cast<int>(bits(7)) - 64);
+    default:
+      return std::ldexp(uniform(1, 2), static_cast<int>(bits(7)) - 64);
     }
   }
   // The second operand, chosen with the first in view.
@@ -150,31 +164,73 @@ private:
     constexpr double range = sizeof(T) == 4 ? 127 : 1023;
     auto const kind = bits(4);
     T const magnitude = std::fabs(a);
-    double const log2 = magnitude > 0 && std::isfinite(magnitude) ? std::log2(static_cast<double>(magnitude)) : 1;
+    double const log2 =
+        magnitude > 0 && std::isfinite(magnitude) ? std::log2(static_cast<double>(magnitude)) : 1;
     switch (kind) {
-    case 0: b = any_pattern(); break;
-    case 1: b = one(); break;
-    case 2: b = static_cast<T>(static_cast<int>(bits(6)) - 32); break;             // small integers
-    case 3: b = beside(static_cast<T>(static_cast<int>(bits(5)) - 16)); break;     // beside them
-    case 4: a = magnitude; b = static_cast<T>(uniform(-1, 1) * range / log2); break;
-    case 5: a = magnitude; b = static_cast<T>((range + uniform(-1, 1)) / log2); break;  // near overflow
-    case 6: a = magnitude; b = static_cast<T>(-(range + uniform(-30, 2)) / log2); break; // near underflow
-    case 7: a = beside(T(1)); b = static_cast<T>(uniform(-1, 1) * range / std::log2(static_cast<double>(a == 1 ? T(2) : a))); break;
-    case 8: a = uniform(0, 4); b = uniform(-30, 30); break;
-    case 9: a = uniform(0.5, 2); b = uniform(-range, range); break;
-    case 10: b = std::ldexp(uniform(1, 2), static_cast<int>(bits(4)) - 60); break;      // result near 1
-    case 11: b = static_cast<T>(a * uniform(0.5, 2)); break;                            // like sizes
-    case 12: b = static_cast<T>(std::ldexp(static_cast<double>(a), static_cast<int>(bits(6)) - 32)); break;
-    case 13: b = beside(a); break;
-    case 14: a = uniform(0, 1e4); b = uniform(-3, 3); break;
-    default: a = uniform(-8, 8); b = static_cast<T>(static_cast<int>(bits(4)) - 8) / 2; break;
+    case 0:
+      b = any_pattern();
+      break;
+    case 1:
+      b = one();
+      break;
+    case 2:
+      b = static_cast<T>(static_cast<int>(bits(6)) - 32);
+      break; // small integers
+    case 3:
+      b = beside(static_cast<T>(static_cast<int>(bits(5)) - 16));
+      break; // beside them
+    case 4:
+      a = magnitude;
+      b = static_cast<T>(uniform(-1, 1) * range / log2);
+      break;
+    case 5:
+      a = magnitude;
+      b = static_cast<T>((range + uniform(-1, 1)) / log2);
+      break; // near overflow
+    case 6:
+      a = magnitude;
+      b = static_cast<T>(-(range + uniform(-30, 2)) / log2);
+      break; // near underflow
+    case 7:
+      a = beside(T(1));
+      b = static_cast<T>(uniform(-1, 1) * range / std::log2(static_cast<double>(a == 1 ? T(2) : a)));
+      break;
+    case 8:
+      a = uniform(0, 4);
+      b = uniform(-30, 30);
+      break;
+    case 9:
+      a = uniform(0.5, 2);
+      b = uniform(-range, range);
+      break;
+    case 10:
+      b = std::ldexp(uniform(1, 2), static_cast<int>(bits(4)) - 60);
+      break; // result near 1
+    case 11:
+      b = static_cast<T>(a * uniform(0.5, 2));
+      break; // like sizes
+    case 12:
+      b = static_cast<T>(std::ldexp(static_cast<double>(a), static_cast<int>(bits(6)) - 32));
+      break;
+    case 13:
+      b = beside(a);
+      break;
+    case 14:
+      a = uniform(0, 1e4);
+      b = uniform(-3, 3);
+      break;
+    default:
+      a = uniform(-8, 8);
+      b = static_cast<T>(static_cast<int>(bits(4)) - 8) / 2;
+      break;
     }
   }
   std::mt19937_64 random_;
   bool two_;
 };
 
-template <class T> struct Work {
+template <class T>
+struct Work {
   Elementwise const& function;
   Reference const& reference;
   AccuracyPlan const& plan;
@@ -268,9 +324,12 @@ bool keeps_bound(orv::Function const& f, Level level, WorstCase const& worst) {
   // Bounds of 1 and 4 are strict, those of exact and correctly rounded functions are reached.
   auto below = [](double ulp, double bound) { return bound >= 1 ? ulp < bound : ulp <= bound; };
   switch (level) {
-  case Level::LA: return below(worst.ulp, f.la_ulp);
-  case Level::HA: return below(worst.ulp, f.ha_ulp);
-  case Level::EP: return worst.bits() >= f.ep_bits || below(worst.ulp, f.la_ulp);
+  case Level::LA:
+    return below(worst.ulp, f.la_ulp);
+  case Level::HA:
+    return below(worst.ulp, f.ha_ulp);
+  case Level::EP:
+    return worst.bits() >= f.ep_bits || below(worst.ulp, f.la_ulp);
   }
   return false;
 }

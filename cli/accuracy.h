@@ -11,7 +11,7 @@ namespace orv::cli {
 
 // The largest error of one level.
 struct WorstCase {
-  double ulp = 0;     // infinite: a NaN, infinity or zero where the exact value is something else
+  double ulp = 0;      // infinite: a NaN, infinity or zero where the exact value is something else
   double relative = 0; // largest relative error where the exact value is normal
   double ulp_a = 0, ulp_b = 0, bits_a = 0, bits_b = 0;
   uint64_t points = 0;
@@ -19,9 +19,9 @@ struct WorstCase {
 };
 
 struct AccuracyPlan {
-  bool exhaustive = false;       // all 2^32 arguments of a one-operand single precision function
-  uint64_t points = 1'000'000;   // otherwise
-  double scalar = 0;             // second operand of the scalar form
+  bool exhaustive = false;     // all 2^32 arguments of a one-operand single precision function
+  uint64_t points = 1'000'000; // otherwise
+  double scalar = 0;           // second operand of the scalar form
   uint64_t seed = 1;
   std::function<void(double fraction)> progress;
 };

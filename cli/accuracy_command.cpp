@@ -27,11 +27,12 @@ void run(Options const& o) {
   if (!o.csv.empty()) {
     csv.open(o.csv);
     if (!csv) throw Error(o.csv + ": cannot be written");
-    csv << "function,type,level,max_ulp,ulp_bound,good_bits,bits_bound,argument,second_argument,points,pass\n";
+    csv << "function,type,level,max_ulp,ulp_bound,good_bits,bits_bound,argument,second_argument,points,"
+           "pass\n";
   }
   bool any = false, failed = false;
-  fmt::print("{:<12} {} {:<5} {:>11} {:>6} {:>9}  {:<5} {:>10}  {}\n", "function", "t", "level", "max ulp", "bound",
-             "good bits", "", "points", "worst argument");
+  fmt::print("{:<12} {} {:<5} {:>11} {:>6} {:>9}  {:<5} {:>10}  {}\n", "function", "t", "level", "max ulp",
+             "bound", "good bits", "", "points", "worst argument");
   for (orv::Function const& f : functions) {
     if (!o.function.empty() && f.name != o.function) continue;
     if (!o.type.empty() && f.type != o.type[0]) continue;
@@ -54,12 +55,13 @@ void run(Options const& o) {
       failed |= !pass;
       double const bound = ep ? f.ep_bits : level == Level::HA ? f.ha_ulp : f.la_ulp;
       double const a = ep ? w.bits_a : w.ulp_a, b = ep ? w.bits_b : w.ulp_b;
-      fmt::print("{:<12} {} {:<5} {:>11.6g} {:>6} {:>9.3f}  {:<5} {:>10}  {}\n", f.name, f.type, level_name(level),
-                 w.ulp, bound, w.bits(), pass ? "pass" : "FAIL", w.points, shown(a, b, two));
+      fmt::print("{:<12} {} {:<5} {:>11.6g} {:>6} {:>9.3f}  {:<5} {:>10}  {}\n", f.name, f.type,
+                 level_name(level), w.ulp, bound, w.bits(), pass ? "pass" : "FAIL", w.points,
+                 shown(a, b, two));
       if (csv.is_open())
-        csv << fmt::format("{},{},{},{:.6g},{},{:.4f},{},{:.17g},{:.17g},{},{}\n", f.name, f.type, level_name(level),
-                           w.ulp, ep ? f.la_ulp : bound, w.bits(), f.ep_bits, a, two ? b : 0.0,
-                           w.points, pass ? "pass" : "fail");
+        csv << fmt::format("{},{},{},{:.6g},{},{:.4f},{},{:.17g},{:.17g},{},{}\n", f.name, f.type,
+                           level_name(level), w.ulp, ep ? f.la_ulp : bound, w.bits(), f.ep_bits, a,
+                           two ? b : 0.0, w.points, pass ? "pass" : "fail");
     }
     std::fflush(stdout);
   }
@@ -68,18 +70,21 @@ void run(Options const& o) {
   if (failed) throw Error("a bound is not kept, see above");
 }
 
-Command const command("accuracy", "measure the error of functions against wider references", [](CLI::App& app) {
-  auto o = std::make_shared<Options>();
-  app.add_option("function", o->function, "one function; all without it");
-  app.add_option("--type", o->type, "s or d; both without it");
-  app.add_option("--level", o->level, "LA, HA or EP; all without it");
-  app.add_flag("--exhaustive", o->exhaustive, "all 2^32 arguments of one-operand functions in single precision");
-  app.add_option("--points", o->points, "arguments for each function otherwise")->capture_default_str();
-  app.add_option("--scalar", o->scalar, "second operand of functions with a scalar one")->capture_default_str();
-  app.add_option("--seed", o->seed, "of the random arguments")->capture_default_str();
-  app.add_option("--csv", o->csv, "write the table to this file too");
-  return [o] { run(*o); };
-});
+Command const
+    command("accuracy", "measure the error of functions against wider references", [](CLI::App& app) {
+      auto o = std::make_shared<Options>();
+      app.add_option("function", o->function, "one function; all without it");
+      app.add_option("--type", o->type, "s or d; both without it");
+      app.add_option("--level", o->level, "LA, HA or EP; all without it");
+      app.add_flag("--exhaustive", o->exhaustive,
+                   "all 2^32 arguments of one-operand functions in single precision");
+      app.add_option("--points", o->points, "arguments for each function otherwise")->capture_default_str();
+      app.add_option("--scalar", o->scalar, "second operand of functions with a scalar one")
+          ->capture_default_str();
+      app.add_option("--seed", o->seed, "of the random arguments")->capture_default_str();
+      app.add_option("--csv", o->csv, "write the table to this file too");
+      return [o] { run(*o); };
+    });
 
 } // namespace
 } // namespace orv::cli

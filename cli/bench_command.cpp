@@ -24,7 +24,7 @@ struct Options {
 
 // The program that times peers, at the other end of two pipes.
 class Peers {
-public:
+ public:
   Peers() {
     auto const program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "orv_peers";
     std::error_code ignored;
@@ -66,7 +66,7 @@ public:
     return line;
   }
 
-private:
+ private:
   pid_t child_ = -1;
   std::FILE *out_ = nullptr, *in_ = nullptr;
 };
@@ -77,7 +77,7 @@ struct Timing {
   double median() const { return at(0.5); }
   double spread() const { return (at(0.75) - at(0.25)) / median(); }
 
-private:
+ private:
   double at(double part) const {
     auto sorted = cycles;
     std::ranges::sort(sorted);
@@ -98,7 +98,8 @@ std::vector<Timing> time_function(Elementwise const& function, Peers& peers, lon
   long const repeats = std::max(1L, 32768 / n);
 
   std::vector<Timing> timings;
-  for (Level level : {Level::LA, Level::HA, Level::EP}) timings.push_back({std::string(level_name(level)), {}});
+  for (Level level : {Level::LA, Level::HA, Level::EP})
+    timings.push_back({std::string(level_name(level)), {}});
   if (peers.there()) {
     std::istringstream names(peers.ask(fmt::format("peers {} {}", name, function.function().type)));
     for (std::string peer; names >> peer;)
@@ -109,9 +110,8 @@ std::vector<Timing> time_function(Elementwise const& function, Peers& peers, lon
     for (std::size_t k = 0; k < timings.size(); ++k) {
       double cycles;
       if (k < 3)
-        cycles = bench::cycles_per_element(n, repeats, [&] {
-          function.call(static_cast<Level>(k), arrays, static_cast<std::size_t>(n));
-        });
+        cycles = bench::cycles_per_element(
+            n, repeats, [&] { function.call(static_cast<Level>(k), arrays, static_cast<std::size_t>(n)); });
       else
         cycles = std::stod(peers.ask(
             fmt::format("time {} {} {} {} {}", timings[k].who, name, function.function().type, n, repeats)));
@@ -138,7 +138,8 @@ void run(Options const& o) {
   }
   Peers peers;
   if (!peers.there()) fmt::print("(the program orv_peers is not beside this one: no peers are timed)\n");
-  fmt::print("core cycles an element, medians of {} interleaved runs; in brackets: times as slow as LA\n", o.runs);
+  fmt::print("core cycles an element, medians of {} interleaved runs; in brackets: times as slow as LA\n",
+             o.runs);
   bool any = false;
   for (orv::Function const& f : functions) {
     if (!o.function.empty() && f.name != o.function) continue;
@@ -147,8 +148,8 @@ void run(Options const& o) {
     any = true;
     auto const function = Elementwise::find(f.type, std::string(f.name));
     for (long n : sizes) {
-      auto const timings =
-          f.type == 's' ? time_function<float>(function, peers, n, o.runs) : time_function<double>(function, peers, n, o.runs);
+      auto const timings = f.type == 's' ? time_function<float>(function, peers, n, o.runs)
+                                         : time_function<double>(function, peers, n, o.runs);
       fmt::print("{}{:<10} n={:<8}", f.type, f.name, n);
       double const la = timings[0].median();
       for (Timing const& t : timings) {

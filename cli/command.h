@@ -27,12 +27,12 @@ std::vector<Command const*>& commands();
 // One line on standard error that is written over as work goes on; silent where it is no terminal and the
 // work is short.
 class Progress {
-public:
+ public:
   Progress(std::string what, double total);
   ~Progress();
   void update(double done);
 
-private:
+ private:
   std::string what_;
   double total_, start_, last_ = 0;
   bool terminal_, shown_ = false;

@@ -80,7 +80,8 @@ int CsvReader::column(std::string const& name) const {
     int const number = std::stoi(name);
     if (number >= 1 && number <= static_cast<int>(columns_.size())) return number - 1;
   }
-  throw Error(fmt::format("{}: there is no column '{}'; there are: {}", path_, name, fmt::join(columns_, ", ")));
+  throw Error(
+      fmt::format("{}: there is no column '{}'; there are: {}", path_, name, fmt::join(columns_, ", ")));
 }
 
 bool CsvReader::row(std::vector<int> const& wanted, std::vector<double>& values) {

@@ -9,7 +9,7 @@ namespace orv::cli {
 
 // Reads a file row by row, so that it may be larger than memory.
 class CsvReader {
-public:
+ public:
   explicit CsvReader(std::string path); // "-" is standard input; throws Error if it cannot be read
   std::vector<std::string> const& columns() const { return columns_; }
   // The position of a column by its name, or by its number from 1. Throws Error that lists the names.
@@ -25,7 +25,7 @@ public:
   std::string where() const { return path_ + ":" + std::to_string(line_); }
   double fraction_read(); // 0 to 1 where the size is known, else 0
 
-private:
+ private:
   bool split();
   std::string path_;
   std::ifstream file_;

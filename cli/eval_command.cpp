@@ -61,13 +61,16 @@ Operands read_operands(Options const& o, Elementwise const& function) {
   }
   if (two && x.b.size() == 1 && !function.scalar_operand()) x.b.resize(x.a.size(), x.b[0]);
   if (two && !function.scalar_operand() && x.b.size() != x.a.size())
-    throw Error(fmt::format("{} first operands and {} second operands; the counts must agree", x.a.size(), x.b.size()));
+    throw Error(fmt::format("{} first operands and {} second operands; the counts must agree", x.a.size(),
+                            x.b.size()));
   return x;
 }
 
-template <class T> void evaluate(Elementwise const& function, Level level, Operands const& x) {
+template <class T>
+void evaluate(Elementwise const& function, Level level, Operands const& x) {
   std::size_t const n = x.a.size();
-  std::vector<T> a(x.a.begin(), x.a.end()), b(x.b.begin(), x.b.end()), r1(n), r2(function.results() == 2 ? n : 0);
+  std::vector<T> a(x.a.begin(), x.a.end()), b(x.b.begin(), x.b.end()), r1(n),
+      r2(function.results() == 2 ? n : 0);
   ErrorLog log;
   Arrays arrays{.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()};
   if (function.scalar_operand()) arrays.scalars[0] = x.b[0];

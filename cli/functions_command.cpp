@@ -11,12 +11,18 @@ namespace {
 
 constexpr const char* form_text(Form form) {
   switch (form) {
-  case Form::unary: return "x -> r";
-  case Form::binary: return "x, y -> r";
-  case Form::two_results: return "x -> r1, r2";
-  case Form::scalar: return "x, scalar y -> r";
-  case Form::linear_frac: return "x, y, four scalars -> r";
-  case Form::pack: return "copy between dense and strided, masked or indexed";
+  case Form::unary:
+    return "x -> r";
+  case Form::binary:
+    return "x, y -> r";
+  case Form::two_results:
+    return "x -> r1, r2";
+  case Form::scalar:
+    return "x, scalar y -> r";
+  case Form::linear_frac:
+    return "x, y, four scalars -> r";
+  case Form::pack:
+    return "copy between dense and strided, masked or indexed";
   }
   return "";
 }

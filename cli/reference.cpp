@@ -5,11 +5,11 @@
 // 128-bit functions of the C library.
 extern "C" {
 #define ORV_Q1(f) __float128 f##f128(__float128);
-ORV_Q1(exp) ORV_Q1(exp2) ORV_Q1(exp10) ORV_Q1(expm1) ORV_Q1(log) ORV_Q1(log2) ORV_Q1(log10) ORV_Q1(log1p)
-ORV_Q1(sqrt) ORV_Q1(cbrt) ORV_Q1(fabs) ORV_Q1(floor) ORV_Q1(ceil) ORV_Q1(trunc) ORV_Q1(rint) ORV_Q1(round)
-ORV_Q1(logb)
+ORV_Q1(exp)
+ORV_Q1(exp2) ORV_Q1(exp10) ORV_Q1(expm1) ORV_Q1(log) ORV_Q1(log2) ORV_Q1(log10) ORV_Q1(log1p) ORV_Q1(sqrt)
+    ORV_Q1(cbrt) ORV_Q1(fabs) ORV_Q1(floor) ORV_Q1(ceil) ORV_Q1(trunc) ORV_Q1(rint) ORV_Q1(round) ORV_Q1(logb)
 #undef ORV_Q1
-__float128 powf128(__float128, __float128);
+        __float128 powf128(__float128, __float128);
 __float128 hypotf128(__float128, __float128);
 __float128 fmodf128(__float128, __float128);
 __float128 remainderf128(__float128, __float128);
@@ -22,9 +22,9 @@ namespace orv::cli {
 namespace {
 
 // One name for all widths.
-#define ORV_WIDE1(f)                                                                                              \
-  inline double w_##f(double x) { return ::f(x); }                                                                \
-  inline long double w_##f(long double x) { return ::f##l(x); }                                                   \
+#define ORV_WIDE1(f)                                                                                         \
+  inline double w_##f(double x) { return ::f(x); }                                                           \
+  inline long double w_##f(long double x) { return ::f##l(x); }                                              \
   inline __float128 w_##f(__float128 x) { return f##f128(x); }
 ORV_WIDE1(exp)
 ORV_WIDE1(exp2)
@@ -43,9 +43,9 @@ ORV_WIDE1(trunc)
 ORV_WIDE1(rint)
 ORV_WIDE1(round)
 ORV_WIDE1(logb)
-#define ORV_WIDE2(f)                                                                                              \
-  inline double w_##f(double x, double y) { return ::f(x, y); }                                                   \
-  inline long double w_##f(long double x, long double y) { return ::f##l(x, y); }                                 \
+#define ORV_WIDE2(f)                                                                                         \
+  inline double w_##f(double x, double y) { return ::f(x, y); }                                              \
+  inline long double w_##f(long double x, long double y) { return ::f##l(x, y); }                            \
   inline __float128 w_##f(__float128 x, __float128 y) { return f##f128(x, y); }
 ORV_WIDE2(pow)
 ORV_WIDE2(hypot)
@@ -53,16 +53,25 @@ ORV_WIDE2(fmod)
 ORV_WIDE2(remainder)
 ORV_WIDE2(copysign)
 
-#define ORV_ONE(name, expression)                                                                                 \
-  {name, [](double x) -> double { return expression; }, [](long double x) -> long double { return expression; },  \
-   [](__float128 x) -> __float128 { return expression; }, nullptr, nullptr, nullptr, nullptr, nullptr}
-#define ORV_TWO(name, expression)                                                                                 \
-  {name, nullptr, nullptr, nullptr, [](double x, double y) -> double { return expression; },                      \
-   [](long double x, long double y) -> long double { return expression; },                                        \
-   [](__float128 x, __float128 y) -> __float128 { return expression; }, nullptr, nullptr}
+#define ORV_ONE(name, expression)                                                                            \
+  {                                                                                                          \
+    name, [](double x) -> double { return expression; },                                                     \
+        [](long double x) -> long double { return expression; },                                             \
+        [](__float128 x) -> __float128 { return expression; }, nullptr, nullptr, nullptr, nullptr, nullptr   \
+  }
+#define ORV_TWO(name, expression)                                                                            \
+  {                                                                                                          \
+    name, nullptr, nullptr, nullptr, [](double x, double y) -> double { return expression; },                \
+        [](long double x, long double y) -> long double { return expression; },                              \
+        [](__float128 x, __float128 y) -> __float128 { return expression; }, nullptr, nullptr                \
+  }
 
-template <class R> R fraction(R x) { return w_copysign(x - x == 0 ? x - w_trunc(x) : x == x ? R(0) : x, x); }
-template <class R> R real_power(R x, R y) {
+template <class R>
+R fraction(R x) {
+  return w_copysign(x - x == 0 ? x - w_trunc(x) : x == x ? R(0) : x, x);
+}
+template <class R>
+R real_power(R x, R y) {
   R const infinite = R(1) / R(0);
   bool const indeterminate =
       (y == 0 && (x == 0 || x == infinite)) || (x == 1 && (y == infinite || y == -infinite));

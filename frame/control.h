@@ -13,7 +13,7 @@ constexpr uint32_t ElwMxcsrFlush = 0x9FC0; // the same, denormals flushed and re
 // in between. Floating-point operations can be moved across a change of control registers by the compiler:
 // scalars passed by value must go through `launder`, arrays are held back by the barriers.
 class ControlState {
-public:
+ public:
   [[gnu::always_inline]] ControlState() {
     __asm__ volatile("fnstcw %0" : "=m"(x87_)::"memory");
     if ((x87_ & x87_masks) != x87_masks) [[unlikely]] {
@@ -50,7 +50,7 @@ public:
   // The mode says that errors are not even recorded.
   bool errors_off() const { return (mode_ & error_mode_mask) == ORV_ERRMODE_NOERR; }
 
-private:
+ private:
   static constexpr uint16_t x87_masks = 0x3F;
   static constexpr uint32_t sticky = 0x3F;
   uint16_t x87_;
@@ -59,7 +59,8 @@ private:
 };
 
 // The same value, produced after the control state above it was entered.
-template <class T> [[gnu::always_inline]] inline T launder(T value) {
+template <class T>
+[[gnu::always_inline]] inline T launder(T value) {
   __asm__ volatile("" : "+x"(value)::"memory");
   return value;
 }

@@ -13,13 +13,15 @@
 
 namespace orv::core {
 
-void* find_service(const char* name);          // null if missing
+void* find_service(const char* name); // null if missing
 [[noreturn]] void missing_service(const char* name);
 
-template <class Function> class Service;
+template <class Function>
+class Service;
 
-template <class R, class... A> class Service<R(A...)> {
-public:
+template <class R, class... A>
+class Service<R(A...)> {
+ public:
   constexpr explicit Service(const char* name) : name_(name) {}
   R operator()(A... arguments) const { return address()(arguments...); }
 
@@ -33,7 +35,7 @@ public:
     return f;
   }
 
-private:
+ private:
   auto address() const -> R (*)(A...) {
     auto* f = find();
     if (!f) missing_service(name_);
@@ -43,7 +45,8 @@ private:
   mutable std::atomic<R (*)(A...)> address_{nullptr};
 };
 
-#define ORV_CORE_SERVICE(short_name, name) inline constinit Service<decltype(name)> short_name { #name }
+#define ORV_CORE_SERVICE(short_name, name)                                                                   \
+  inline constinit Service<decltype(name)> short_name { #name }
 
 ORV_CORE_SERVICE(allocate_service, orv_serv_allocate);
 ORV_CORE_SERVICE(deallocate_service, orv_serv_deallocate);
@@ -65,7 +68,8 @@ inline void deallocate(void* block) {
 }
 
 // Message 1, `number`, with its arguments.
-template <class... A> void print(int number, A... arguments) {
+template <class... A>
+void print(int number, A... arguments) {
   static constinit std::atomic<decltype(&orv_serv_print)> address{nullptr};
   auto* f = address.load(std::memory_order_relaxed);
   if (!f) {
@@ -77,13 +81,13 @@ template <class... A> void print(int number, A... arguments) {
 }
 
 class Lock {
-public:
+ public:
   explicit Lock(int32_t& word) : word_(word) { lock(&word_); }
   ~Lock() { unlock(&word_); }
   Lock(Lock const&) = delete;
   Lock& operator=(Lock const&) = delete;
 
-private:
+ private:
   int32_t& word_;
 };
 

@@ -18,7 +18,7 @@ struct Function {
 };
 
 inline constexpr Function functions[] = {
-#define ORV_FUNCTION(x, name, form, slots, family, ha, la, ep)                                                    \
+#define ORV_FUNCTION(x, name, form, slots, family, ha, la, ep)                                               \
   {#x[0], #name, Form::form, Slots::slots, #family, ha, la, ep},
 #include "orv/functions.def"
 #undef ORV_FUNCTION
@@ -36,10 +36,14 @@ consteval Function const& function(char type, std::string_view name) {
 // The level whose kernel stands in the slot of `level`.
 constexpr Level kernel_level(Slots slots, Level level) {
   switch (slots) {
-  case Slots::one: return Level::LA;
-  case Slots::la_ha: return level == Level::EP ? Level::EP : Level::LA;
-  case Slots::la_ep: return level == Level::HA ? Level::HA : Level::LA;
-  case Slots::three: return level;
+  case Slots::one:
+    return Level::LA;
+  case Slots::la_ha:
+    return level == Level::EP ? Level::EP : Level::LA;
+  case Slots::la_ep:
+    return level == Level::HA ? Level::HA : Level::LA;
+  case Slots::three:
+    return level;
   }
   return level;
 }

@@ -25,14 +25,22 @@ struct Meaning {
 };
 constexpr Meaning meaning(int status) {
   switch (status) {
-  case ORV_STATUS_ACCESS: return {13, 0, 749};
-  case ORV_STATUS_ARGUMENT: return {22, 0, 748};
-  case ORV_STATUS_OK: return {0, 0, 0};
-  case ORV_STATUS_DOMAIN: return {33, 0x01, 750};
-  case ORV_STATUS_SINGULARITY: return {34, 0x04, 751};
-  case ORV_STATUS_OVERFLOW: return {34, 0x08, 752};
-  case ORV_STATUS_UNDERFLOW: return {34, 0x10, 753};
-  default: return {14, 0, 754};
+  case ORV_STATUS_ACCESS:
+    return {13, 0, 749};
+  case ORV_STATUS_ARGUMENT:
+    return {22, 0, 748};
+  case ORV_STATUS_OK:
+    return {0, 0, 0};
+  case ORV_STATUS_DOMAIN:
+    return {33, 0x01, 750};
+  case ORV_STATUS_SINGULARITY:
+    return {34, 0x04, 751};
+  case ORV_STATUS_OVERFLOW:
+    return {34, 0x08, 752};
+  case ORV_STATUS_UNDERFLOW:
+    return {34, 0x10, 753};
+  default:
+    return {14, 0, 754};
   }
 }
 
@@ -96,21 +104,30 @@ void act(OrvErrorRecord const& record, uint32_t mode) {
   if (mode & ORV_ERRMODE_EXCEPT) raise_exception(record.code, mode);
 }
 
-template <class T> void read(T value, double& re, double&) { re = value; }
-template <class T> void read(Complex<T> value, double& re, double& im) {
+template <class T>
+void read(T value, double& re, double&) {
+  re = value;
+}
+template <class T>
+void read(Complex<T> value, double& re, double& im) {
   re = value.re;
   im = value.im;
 }
-template <class T> void write(T& element, double re, double) { element = static_cast<T>(re); }
-template <class T> void write(Complex<T>& element, double re, double im) {
+template <class T>
+void write(T& element, double re, double) {
+  element = static_cast<T>(re);
+}
+template <class T>
+void write(Complex<T>& element, double re, double im) {
   element = {static_cast<T>(re), static_cast<T>(im)};
 }
 
 } // namespace
 
 template <class A, class R>
-[[gnu::noinline, gnu::cold]] void report_error(int status, int index, Strided<const A> a1, Strided<const A> a2,
-                                               Strided<R> r1, Strided<R> r2, const char* name) {
+[[gnu::noinline, gnu::cold]] void report_error(int status, int index, Strided<const A> a1,
+                                               Strided<const A> a2, Strided<R> r1, Strided<R> r2,
+                                               const char* name) {
   uint32_t const mode = orv_elw_kernel_GetMode();
   uint32_t const error_mode = mode & error_mode_mask;
   if (error_mode == ORV_ERRMODE_NOERR) return;
@@ -122,7 +139,8 @@ template <class A, class R>
   record.code = status;
   record.index = index;
   if (state.interfInputVector) {
-    auto const distance = reinterpret_cast<intptr_t>(a1.base) - reinterpret_cast<intptr_t>(state.interfInputVector);
+    auto const distance =
+        reinterpret_cast<intptr_t>(a1.base) - reinterpret_cast<intptr_t>(state.interfInputVector);
     record.index += static_cast<int32_t>(distance / static_cast<intptr_t>(sizeof(A)));
   }
   record.name_length = static_cast<int32_t>(strnlen(name, name_limit));
@@ -148,8 +166,9 @@ template <class A, class R>
   write(r1.base[i * r1.stride], record.res1, record.res1_im); // last: it stays where r1 and r2 are one array
 }
 
-#define ORV_REPORT(A, R)                                                                                          \
-  template void report_error(int, int, Strided<const A>, Strided<const A>, Strided<R>, Strided<R>, const char*);
+#define ORV_REPORT(A, R)                                                                                     \
+  template void report_error(int, int, Strided<const A>, Strided<const A>, Strided<R>, Strided<R>,           \
+                             const char*);
 ORV_REPORT(float, float)
 ORV_REPORT(double, double)
 ORV_REPORT(Complex<float>, Complex<float>)

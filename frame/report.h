@@ -7,12 +7,14 @@
 
 namespace orv {
 
-template <class T> struct Complex {
+template <class T>
+struct Complex {
   T re, im;
 };
 
 // An array as a kernel got it: element i lies at base + i * stride, counted in elements.
-template <class E> struct Strided {
+template <class E>
+struct Strided {
   E* base;
   std::ptrdiff_t stride;
 };
@@ -42,14 +44,14 @@ extern template void report_error(int, int, Strided<const double>, Strided<const
                                   Strided<Complex<double>>, Strided<Complex<double>>, const char*);
 
 // The forms by type: contiguous, and with a stride for each array (an `I` behind the name).
-#define ORV_REPORT_FORM(suffix, E)                                                                                \
-  inline void ElwReportError##suffix(int status, int index, const E* a1, const E* a2, E* r1, E* r2,               \
-                                     const char* name) {                                                          \
-    report_error<E, E>(status, index, {a1, 1}, {a2, 1}, {r1, 1}, {r2, 1}, name);                                  \
-  }                                                                                                               \
-  inline void ElwReportError##suffix##I(int status, int index, const E* a1, int inc1, const E* a2, int inc2,      \
-                                        E* r1, int incr1, E* r2, int incr2, const char* name) {                   \
-    report_error<E, E>(status, index, {a1, inc1}, {a2, inc2}, {r1, incr1}, {r2, incr2}, name);                    \
+#define ORV_REPORT_FORM(suffix, E)                                                                           \
+  inline void ElwReportError##suffix(int status, int index, const E* a1, const E* a2, E* r1, E* r2,          \
+                                     const char* name) {                                                     \
+    report_error<E, E>(status, index, {a1, 1}, {a2, 1}, {r1, 1}, {r2, 1}, name);                             \
+  }                                                                                                          \
+  inline void ElwReportError##suffix##I(int status, int index, const E* a1, int inc1, const E* a2, int inc2, \
+                                        E* r1, int incr1, E* r2, int incr2, const char* name) {              \
+    report_error<E, E>(status, index, {a1, inc1}, {a2, inc2}, {r1, incr1}, {r2, incr2}, name);               \
   }
 ORV_REPORT_FORM(S, float)
 ORV_REPORT_FORM(D, double)

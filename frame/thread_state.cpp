@@ -81,8 +81,8 @@ ORV_EXPORT uint32_t orv_elw_kernel_GetMode() { return orv::ElwMode(); }
 ORV_EXPORT uint32_t orv_elw_kernel_SetMode(uint32_t wanted) {
   uint32_t const old = orv::ElwMode();
   uint32_t mode = old;
-  for (uint32_t field : {orv::accuracy_mask, orv::error_mode_mask, orv::denormal_mask, orv::trap_mask,
-                         orv::carried_mask})
+  for (uint32_t field :
+       {orv::accuracy_mask, orv::error_mode_mask, orv::denormal_mask, orv::trap_mask, orv::carried_mask})
     if (wanted & field) mode = (mode & ~field) | (wanted & field);
   ElwGetThreadState().mode = mode;
   return old;

@@ -14,7 +14,8 @@ constexpr uint32_t error_mode_bits = 0xFF00;
 thread_local ErrorLog* current_log = nullptr;
 thread_local std::size_t piece_start = 0;
 
-template <class T> struct Forms {
+template <class T>
+struct Forms {
   using Unary = void(int, const T*, T*);
   using Binary = void(int, const T*, const T*, T*);
   using TwoResults = void(int, const T*, T*, T*);
@@ -27,7 +28,8 @@ template <class T> struct Forms {
   using LinearFracI = void(int, const T*, int, const T*, int, T, T, T, T, T*, int);
 };
 
-template <class T> void call_typed(Form form, void* kernel, Arrays const& x, std::size_t start, int n) {
+template <class T>
+void call_typed(Form form, void* kernel, Arrays const& x, std::size_t start, int n) {
   using F = Forms<T>;
   auto at = [&](auto* p) { return p ? p + start : p; };
   const T* a = at(static_cast<const T*>(x.a));
@@ -36,18 +38,24 @@ template <class T> void call_typed(Form form, void* kernel, Arrays const& x, std
   T* r2 = at(static_cast<T*>(x.r2));
   auto scalar = [&](int i) { return static_cast<T>(x.scalars[i]); };
   switch (form) {
-  case Form::unary: return reinterpret_cast<typename F::Unary*>(kernel)(n, a, r1);
-  case Form::binary: return reinterpret_cast<typename F::Binary*>(kernel)(n, a, b, r1);
-  case Form::two_results: return reinterpret_cast<typename F::TwoResults*>(kernel)(n, a, r1, r2);
-  case Form::scalar: return reinterpret_cast<typename F::Scalar*>(kernel)(n, a, scalar(0), r1);
+  case Form::unary:
+    return reinterpret_cast<typename F::Unary*>(kernel)(n, a, r1);
+  case Form::binary:
+    return reinterpret_cast<typename F::Binary*>(kernel)(n, a, b, r1);
+  case Form::two_results:
+    return reinterpret_cast<typename F::TwoResults*>(kernel)(n, a, r1, r2);
+  case Form::scalar:
+    return reinterpret_cast<typename F::Scalar*>(kernel)(n, a, scalar(0), r1);
   case Form::linear_frac:
-    return reinterpret_cast<typename F::LinearFrac*>(kernel)(n, a, b, scalar(0), scalar(1), scalar(2), scalar(3),
-                                                             r1);
-  case Form::pack: throw Error("pack and unpack are no functions of numbers");
+    return reinterpret_cast<typename F::LinearFrac*>(kernel)(n, a, b, scalar(0), scalar(1), scalar(2),
+                                                             scalar(3), r1);
+  case Form::pack:
+    throw Error("pack and unpack are no functions of numbers");
   }
 }
 
-template <class T> void call_typed_strided(Form form, void* kernel, Arrays const& x, int n) {
+template <class T>
+void call_typed_strided(Form form, void* kernel, Arrays const& x, int n) {
   using F = Forms<T>;
   const T* a = static_cast<const T*>(x.a);
   const T* b = static_cast<const T*>(x.b);
@@ -55,7 +63,8 @@ template <class T> void call_typed_strided(Form form, void* kernel, Arrays const
   T* r2 = static_cast<T*>(x.r2);
   auto scalar = [&](int i) { return static_cast<T>(x.scalars[i]); };
   switch (form) {
-  case Form::unary: return reinterpret_cast<typename F::UnaryI*>(kernel)(n, a, x.inca, r1, x.incr1);
+  case Form::unary:
+    return reinterpret_cast<typename F::UnaryI*>(kernel)(n, a, x.inca, r1, x.incr1);
   case Form::binary:
     return reinterpret_cast<typename F::BinaryI*>(kernel)(n, a, x.inca, b, x.incb, r1, x.incr1);
   case Form::two_results:
@@ -65,7 +74,8 @@ template <class T> void call_typed_strided(Form form, void* kernel, Arrays const
   case Form::linear_frac:
     return reinterpret_cast<typename F::LinearFracI*>(kernel)(n, a, x.inca, b, x.incb, scalar(0), scalar(1),
                                                               scalar(2), scalar(3), r1, x.incr1);
-  case Form::pack: throw Error("pack and unpack are no functions of numbers");
+  case Form::pack:
+    throw Error("pack and unpack are no functions of numbers");
   }
 }
 
@@ -84,12 +94,18 @@ Level level_of(std::string const& name) {
 
 std::string_view status_text(int status) {
   switch (status) {
-  case ORV_STATUS_OK: return "no error";
-  case ORV_STATUS_DOMAIN: return "argument outside the domain";
-  case ORV_STATUS_SINGULARITY: return "pole";
-  case ORV_STATUS_OVERFLOW: return "overflow";
-  case ORV_STATUS_UNDERFLOW: return "underflow";
-  default: return "unknown status";
+  case ORV_STATUS_OK:
+    return "no error";
+  case ORV_STATUS_DOMAIN:
+    return "argument outside the domain";
+  case ORV_STATUS_SINGULARITY:
+    return "pole";
+  case ORV_STATUS_OVERFLOW:
+    return "overflow";
+  case ORV_STATUS_UNDERFLOW:
+    return "underflow";
+  default:
+    return "unknown status";
   }
 }
 
@@ -166,8 +182,8 @@ int ErrorLog::collect(OrvErrorRecord* record) {
   constexpr std::size_t most = 1'000'000;
   if (ErrorLog* log = current_log) {
     if (log->errors_.size() < most)
-      log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code, record->arg1,
-                              record->arg2, record->res1});
+      log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code,
+                              record->arg1, record->arg2, record->res1});
     else
       ++log->left_out_;
   }

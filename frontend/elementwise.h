@@ -15,7 +15,7 @@
 namespace orv {
 
 std::string_view level_name(Level level);
-Level level_of(std::string const& name);         // "LA", "HA", "EP"; throws Error
+Level level_of(std::string const& name); // "LA", "HA", "EP"; throws Error
 std::string_view status_text(int status);
 
 // Arrays of a call, of the function's type; those that the form has not stay null.
@@ -24,12 +24,12 @@ struct Arrays {
   const void* b = nullptr;
   void* r1 = nullptr;
   void* r2 = nullptr;
-  double scalars[4] = {};             // second operand of the scalar form; scalea, shifta, scaleb, shiftb
+  double scalars[4] = {}; // second operand of the scalar form; scalea, shifta, scaleb, shiftb
   int inca = 1, incb = 1, incr1 = 1, incr2 = 1; // used by call_strided
 };
 
 class Elementwise {
-public:
+ public:
   // Throws Error that says what there is.
   static Elementwise find(char type, std::string const& name);
 
@@ -42,7 +42,7 @@ public:
   void call_strided(Level level, Arrays const& arrays, int n) const;
   float cost(Level level) const { return cost_[static_cast<int>(level)]; }
 
-private:
+ private:
   orv::Function const* function_;
   void* const* slots_;
   void* const* strided_slots_;
@@ -58,7 +58,7 @@ struct NumericalError {
 // While one lives, numerical errors of this thread come here and have no other effect. The thread's mode,
 // callback and status are put back at the end.
 class ErrorLog {
-public:
+ public:
   ErrorLog();
   ~ErrorLog();
   ErrorLog(ErrorLog const&) = delete;
@@ -66,7 +66,7 @@ public:
   std::vector<NumericalError> const& errors() const { return errors_; }
   std::size_t left_out() const { return left_out_; } // beyond the first million
 
-private:
+ private:
   static int collect(OrvErrorRecord* record);
   std::vector<NumericalError> errors_;
   std::size_t left_out_ = 0;

@@ -6,7 +6,7 @@ namespace orv {
 
 // Something that the caller can mend; the text says what was wrong and what to do.
 class Error : public std::runtime_error {
-public:
+ public:
   using std::runtime_error::runtime_error;
 };
 

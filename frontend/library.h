@@ -7,15 +7,18 @@
 namespace orv {
 
 class Library {
-public:
+ public:
   // Throws Error if the processor or the system lacks AVX2 or FMA, or the library cannot be loaded.
   static Library& get();
   // Throws Error if there is no such export.
   void* symbol(const char* name) const;
   void* find(const char* name) const; // null instead
-  template <class T> T* typed(const char* name) const { return reinterpret_cast<T*>(symbol(name)); }
+  template <class T>
+  T* typed(const char* name) const {
+    return reinterpret_cast<T*>(symbol(name));
+  }
 
-private:
+ private:
   Library();
   void* handle_;
 };

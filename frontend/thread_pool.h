@@ -9,7 +9,7 @@
 namespace orv {
 
 class ThreadPool {
-public:
+ public:
   // threads: 0 takes ORV_NUM_THREADS, or else the number of processors.
   explicit ThreadPool(int threads = 0);
   ~ThreadPool();
@@ -23,7 +23,7 @@ public:
 
   static ThreadPool& common();
 
-private:
+ private:
   void work(int thread);
   void take(int thread);
 

@@ -1,14 +1,14 @@
 #ifdef __linux__
-#include "platform/attach.h"
-#include "platform/platform.h"
+#  include "platform/attach.h"
+#  include "platform/platform.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <dlfcn.h>
-#include <pthread.h>
-#include <semaphore.h>
+#  include <cerrno>
+#  include <cstdio>
+#  include <cstdlib>
+#  include <cstring>
+#  include <dlfcn.h>
+#  include <pthread.h>
+#  include <semaphore.h>
 
 extern "C" int __cxa_atexit(void (*)(void*), void*, void*);
 
@@ -66,7 +66,8 @@ void* heap_allocate(std::size_t bytes) {
 }
 
 void heap_free(void* payload) {
-  auto* block = reinterpret_cast<HeapBlock*>(static_cast<unsigned char*>(payload) - offsetof(HeapBlock, payload));
+  auto* block =
+      reinterpret_cast<HeapBlock*>(static_cast<unsigned char*>(payload) - offsetof(HeapBlock, payload));
   pthread_mutex_lock(&heap_mutex);
   (block->previous ? block->previous->next : heap_blocks) = block->next;
   if (block->next) block->next->previous = block->previous;

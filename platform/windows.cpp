@@ -1,13 +1,13 @@
 #ifdef _WIN32
-#define WIN32_LEAN_AND_MEAN
-#include "platform/attach.h"
-#include "platform/platform.h"
+#  define WIN32_LEAN_AND_MEAN
+#  include "platform/attach.h"
+#  include "platform/platform.h"
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <windows.h>
+#  include <atomic>
+#  include <cstdio>
+#  include <cstdlib>
+#  include <cstring>
+#  include <windows.h>
 
 namespace orv::platform {
 namespace {
@@ -19,9 +19,9 @@ std::atomic<ErrnoFunction> errno_function{nullptr};
 std::atomic<bool> errno_searched{false};
 
 // Runtime libraries that a program may have loaded, release builds first.
-constexpr const char* runtimes[] = {
-    "MSVCR100.DLL",  "MSVCR90.DLL",  "MSVCR80.DLL",  "MSVCR71.DLL",  "MSVCR70.DLL",  "MSVCRT.DLL",
-    "MSVCR100D.DLL", "MSVCR90D.DLL", "MSVCR80D.DLL", "MSVCR71D.DLL", "MSVCR70D.DLL", "MSVCRTD.DLL"};
+constexpr const char* runtimes[] = {"MSVCR100.DLL", "MSVCR90.DLL",  "MSVCR80.DLL",   "MSVCR71.DLL",
+                                    "MSVCR70.DLL",  "MSVCRT.DLL",   "MSVCR100D.DLL", "MSVCR90D.DLL",
+                                    "MSVCR80D.DLL", "MSVCR71D.DLL", "MSVCR70D.DLL",  "MSVCRTD.DLL"};
 } // namespace
 
 bool slot_create() {
@@ -53,7 +53,8 @@ const char* const core_library_file = "orv_core.2.dll";
 void* function_beside(const char* file, const char* name) {
   HMODULE self;
   char path[MAX_PATH];
-  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                              GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                           reinterpret_cast<LPCSTR>(&function_beside), &self))
     return nullptr;
   DWORD const length = GetModuleFileNameA(self, path, MAX_PATH);
@@ -93,7 +94,8 @@ void die(const char* what, const char* detail, int code) {
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
   using namespace orv;
   switch (reason) {
-  case DLL_PROCESS_ATTACH: return on_process_attach();
+  case DLL_PROCESS_ATTACH:
+    return on_process_attach();
   case DLL_THREAD_DETACH:
     if (platform::slot_exists())
       if (void* block = platform::slot_get()) {

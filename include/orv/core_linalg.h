@@ -26,7 +26,8 @@ extern "C" {
   void t##dttrfb_4dfl(const int* n, T* dl, T* d, const T* du, int* info);                                    \
   void t##dttrsb_4dfl(const char* trans, const int* n, const int* nrhs, const T* dl, const T* d,             \
                       const T* du, T* b, const int* ldb, int* info);                                         \
-  void t##dtsvb_4dfl(const int* n, const int* nrhs, T* dl, T* d, const T* du, T* b, const int* ldb, int* info);
+  void t##dtsvb_4dfl(const int* n, const int* nrhs, T* dl, T* d, const T* du, T* b, const int* ldb,          \
+                     int* info);
 ORV_TRIDIAGONAL(d, double)
 ORV_TRIDIAGONAL(s, float)
 #undef ORV_TRIDIAGONAL
@@ -38,8 +39,9 @@ ORV_TRIDIAGONAL(s, float)
  *   trmm   B := alpha op(A) B or B op(A), A triangular; ptrmm the same with A packed by columns
  * C is not read where beta is 0. A vector with a negative increment starts at its far end. */
 #define ORV_GEMM(name, T)                                                                                    \
-  void name(const char* transa, const char* transb, const int* m, const int* n, const int* k, const T* alpha, \
-            const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc)
+  void name(const char* transa, const char* transb, const int* m, const int* n, const int* k,                \
+            const T* alpha, const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c,     \
+            const int* ldc)
 #define ORV_GEMV(name, T)                                                                                    \
   void name(const char* trans, const int* m, const int* n, const T* alpha, const T* a, const int* lda,       \
             const T* x, const int* incx, const T* beta, T* y, const int* incy)

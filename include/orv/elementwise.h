@@ -28,8 +28,12 @@
 
 #include <stdint.h>
 
-typedef struct { float re, im; } orv_complex_float;
-typedef struct { double re, im; } orv_complex_double;
+typedef struct {
+  float re, im;
+} orv_complex_float;
+typedef struct {
+  double re, im;
+} orv_complex_double;
 
 #define ORV_TYPE_s float
 #define ORV_TYPE_d double
@@ -42,11 +46,13 @@ typedef struct { double re, im; } orv_complex_double;
 #define ORV_PARAMETERS_binary(T) (int n, const T* a, const T* b, T* r)
 #define ORV_PARAMETERS_STRIDED_binary(T) (int n, const T* a, int inca, const T* b, int incb, T* r, int incr)
 #define ORV_PARAMETERS_two_results(T) (int n, const T* a, T* r1, T* r2)
-#define ORV_PARAMETERS_STRIDED_two_results(T) (int n, const T* a, int inca, T* r1, int incr1, T* r2, int incr2)
+#define ORV_PARAMETERS_STRIDED_two_results(T)                                                                \
+  (int n, const T* a, int inca, T* r1, int incr1, T* r2, int incr2)
 #define ORV_PARAMETERS_scalar(T) (int n, const T* a, T b, T* r)
 #define ORV_PARAMETERS_STRIDED_scalar(T) (int n, const T* a, int inca, T b, T* r, int incr)
-#define ORV_PARAMETERS_linear_frac(T) (int n, const T* a, const T* b, T scalea, T shifta, T scaleb, T shiftb, T* r)
-#define ORV_PARAMETERS_STRIDED_linear_frac(T) \
+#define ORV_PARAMETERS_linear_frac(T)                                                                        \
+  (int n, const T* a, const T* b, T scalea, T shifta, T scaleb, T shiftb, T* r)
+#define ORV_PARAMETERS_STRIDED_linear_frac(T)                                                                \
   (int n, const T* a, int inca, const T* b, int incb, T scalea, T shifta, T scaleb, T shiftb, T* r, int incr)
 
 #define ORV_LEVEL_LA_s _21
@@ -64,22 +70,22 @@ typedef struct { double re, im; } orv_complex_double;
 extern "C" {
 #endif
 
-#define ORV_DECLARE_(x, name, parameters)                          \
-  typedef void(*orv_kernel_##x##name) parameters;                  \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;       \
-  void _elw##x##name parameters;                                   \
-  void _elw##x##name##_HA parameters;                              \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;       \
+#define ORV_DECLARE_(x, name, parameters)                                                                    \
+  typedef void(*orv_kernel_##x##name) parameters;                                                            \
+  void ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;                                                 \
+  void _elw##x##name parameters;                                                                             \
+  void _elw##x##name##_HA parameters;                                                                        \
+  void ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;                                                 \
   ORV_DECLARE_TABLES(x, name)
 #ifdef ORV_TABLES_DEFINED_HERE
-#define ORV_DECLARE_TABLES(x, name)
+#  define ORV_DECLARE_TABLES(x, name)
 #else
-#define ORV_DECLARE_TABLES(x, name)                                \
-  extern const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3]; \
-  extern const float orv_elw_kernel_##x##name##_ctab[3];
+#  define ORV_DECLARE_TABLES(x, name)                                                                        \
+    extern const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3];                                    \
+    extern const float orv_elw_kernel_##x##name##_ctab[3];
 #endif
-#define ORV_DECLARE_real(x, name, form)                            \
-  ORV_DECLARE_(x, name, ORV_PARAMETERS_##form(ORV_TYPE_##x))       \
+#define ORV_DECLARE_real(x, name, form)                                                                      \
+  ORV_DECLARE_(x, name, ORV_PARAMETERS_##form(ORV_TYPE_##x))                                                 \
   ORV_DECLARE_(x, name##I, ORV_PARAMETERS_STRIDED_##form(ORV_TYPE_##x))
 
 #define ORV_DECLARE_unary(x, name) ORV_DECLARE_real(x, name, unary)

@@ -23,10 +23,10 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
-#define ORV_DF_ALIGN8 alignas(8)
+#  define ORV_DF_ALIGN8 alignas(8)
 extern "C" {
 #else
-#define ORV_DF_ALIGN8 _Alignas(8)
+#  define ORV_DF_ALIGN8 _Alignas(8)
 #endif
 
 /* ---- Statuses ---- */
@@ -93,7 +93,8 @@ enum {
   DFParamBoundCond = 4,
   DFParamCoeffs = 5,
   DFParamBreakCount = 14,
-  DFParamBreakHint = 15, /* DFNonUniform rebuilds the cell index: do so after changing breaks or their count */
+  /* DFNonUniform rebuilds the cell index: do so after changing breaks or their count */
+  DFParamBreakHint = 15,
   DFParamFunctionCount = 16,
   DFParamValueHint = 17,
   DFParamSplineOrder = 18,
@@ -105,8 +106,8 @@ enum {
 };
 /* Layouts of interpolation results, for function j of F, site s of S, requested derivative d of Q. */
 enum {
-  DFResultFuncSiteDeriv = 16, /* (j S + s) Q + d; also 0 and 128 */
-  DFResultFuncDerivSite = 32, /* (j Q + d) S + s */
+  DFResultFuncSiteDeriv = 16,  /* (j S + s) Q + d; also 0 and 128 */
+  DFResultFuncDerivSite = 32,  /* (j Q + d) S + s */
   DFResultSiteFuncDeriv = 256, /* (s F + j) Q + d */
   DFResultSiteDerivFunc = 512  /* (s Q + d) F + j */
 };
@@ -163,30 +164,30 @@ typedef struct DFThreader {
   int32_t (*maxThreads)(void);
 } DFThreader;
 
-#define ORV_DF_TYPES(t, T)                                                                                   \
+#define ORV_DF_TYPES(t, T)                                                                                     \
   /* Finds cells: for each of *count sites sets a cell and a flag (non-zero: the cell is final; zero: it is  \
-   * a guess to start from). Returns 1000 if all cells are final, a negative status to stop, else 0. */      \
-  typedef int32_t (*t##DFSearchCallback)(const int64_t* count, const T* sites, int64_t* cells,               \
-                                         int32_t* flags, void* parameter, void* reserved);                   \
+   * a guess to start from). Returns 1000 if all cells are final, a negative status to stop, else 0. */ \
+  typedef int32_t (*t##DFSearchCallback)(const int64_t* count, const T* sites, int64_t* cells,                 \
+                                         int32_t* flags, void* parameter, void* reserved);                     \
   /* Evaluates: writes *count * Q * F results by function, then site, then derivative. A negative status     \
-   * stops the operation. */                                                                                 \
-  typedef int32_t (*t##DFInterpolateCallback)(const int64_t* count, const int64_t* cells, const T* sites,    \
-                                              T* results, void* parameter, void* reserved);                  \
-  /* Integrates one pair of limits (*count is 1): writes F integrals. A negative status stops. */            \
-  typedef int32_t (*t##DFIntegrateCallback)(const int64_t* count, const int64_t* lowerCell, const T* lower,  \
-                                            const int64_t* upperCell, const T* upper, T* results,            \
-                                            void* parameter, void* reserved);                                \
-  /* The argument of the search kernels: a block of sites, with what is computed once for all blocks. */     \
-  typedef struct t##DFSearchBlock {                                                                          \
-    const DFTask* task;                                                                                      \
-    ORV_DF_ALIGN8 int64_t siteCount;                                                                         \
-    const T* sites;                                                                                          \
-    void* cells;            /* 32-bit integers; 64-bit if the task is wide and a callback searches */        \
-    int64_t* runningCell;   /* carried from block to block, 0 at first; may be null */                            \
-    ORV_DF_ALIGN8 int64_t peak; /* peak search: index of the break */                                        \
-    T scale;                /* cells per unit length (uniform, quasi-uniform) */                             \
-    t##DFSearchCallback callback;                                                                            \
-    void* parameter;                                                                                         \
+   * stops the operation. */ \
+  typedef int32_t (*t##DFInterpolateCallback)(const int64_t* count, const int64_t* cells, const T* sites,      \
+                                              T* results, void* parameter, void* reserved);                    \
+  /* Integrates one pair of limits (*count is 1): writes F integrals. A negative status stops. */              \
+  typedef int32_t (*t##DFIntegrateCallback)(const int64_t* count, const int64_t* lowerCell, const T* lower,    \
+                                            const int64_t* upperCell, const T* upper, T* results,              \
+                                            void* parameter, void* reserved);                                  \
+  /* The argument of the search kernels: a block of sites, with what is computed once for all blocks. */       \
+  typedef struct t##DFSearchBlock {                                                                            \
+    const DFTask* task;                                                                                        \
+    ORV_DF_ALIGN8 int64_t siteCount;                                                                           \
+    const T* sites;                                                                                            \
+    void* cells;                /* 32-bit integers; 64-bit if the task is wide and a callback searches */      \
+    int64_t* runningCell;       /* carried from block to block, 0 at first; may be null */                     \
+    ORV_DF_ALIGN8 int64_t peak; /* peak search: index of the break */                                          \
+    T scale;                    /* cells per unit length (uniform, quasi-uniform) */                           \
+    t##DFSearchCallback callback;                                                                              \
+    void* parameter;                                                                                           \
   } t##DFSearchBlock;
 ORV_DF_TYPES(d, double)
 ORV_DF_TYPES(s, float)
@@ -201,24 +202,23 @@ int32_t orv_df_kernel_iEditVal(DFTask* task, int64_t code, int64_t value);
 /* Writes 64 bits if the task is wide, else 32. */
 int32_t orv_df_kernel_iQueryVal(const DFTask* task, int64_t code, void* value);
 
-#define ORV_DF_ENTRIES(t, T)                                                                                 \
+#define ORV_DF_ENTRIES(t, T)                                                                                   \
   /* A new task: `breakCount` (at least 2) points in `breaks`, `functionCount` functions in `values` (null   \
-   * for none). When memory fails behind the record itself, *task is set and must be deleted. */             \
-  int32_t orv_df_kernel_##t##NewTask1D(DFTask** task, int64_t breakCount, const T* breaks,                   \
-                                       int64_t breakHint, int64_t functionCount, const T* values,            \
-                                       int64_t valueHint, int32_t wideIndices);                              \
+   * for none). When memory fails behind the record itself, *task is set and must be deleted. */ \
+  int32_t orv_df_kernel_##t##NewTask1D(DFTask** task, int64_t breakCount, const T* breaks,                     \
+                                       int64_t breakHint, int64_t functionCount, const T* values,              \
+                                       int64_t valueHint, int32_t wideIndices);                                \
   /* The spline to build. `coefficients`: rows of order * (breaks - 1) reals, of order * breaks for          \
-   * splineType 1; null leaves the rows. A failed check leaves what was stored before it changed. */         \
-  int32_t orv_df_kernel_##t##EditPPSpline1D(DFTask* task, int64_t splineOrder, int64_t splineType,           \
-                                            int64_t boundCondType, const T* boundCond,                       \
-                                            int64_t innerCondType, const T* innerCond, T* coefficients,      \
-                                            int64_t coeffHint);                                              \
-  /* Pointers: DFParamBreaks to DFParamCoeffs; one row of values or coefficients; queries of the same. */    \
-  int32_t orv_df_kernel_##t##EditPtr(DFTask* task, int64_t code, const T* pointer);                          \
-  int32_t orv_df_kernel_##t##EditIdxPtr(DFTask* task, int64_t code, int64_t row, const T* pointer);          \
-  int32_t orv_df_kernel_##t##QueryPtr(const DFTask* task, int64_t code, T** pointer);                        \
-  int32_t orv_df_kernel_##t##QueryIdxPtr(const DFTask* task, int64_t code, int64_t row, T** pointer);        \
-                                                                                                             \
+   * splineType 1; null leaves the rows. A failed check leaves what was stored before it changed. */ \
+  int32_t orv_df_kernel_##t##EditPPSpline1D(                                                                   \
+      DFTask* task, int64_t splineOrder, int64_t splineType, int64_t boundCondType, const T* boundCond,        \
+      int64_t innerCondType, const T* innerCond, T* coefficients, int64_t coeffHint);                          \
+  /* Pointers: DFParamBreaks to DFParamCoeffs; one row of values or coefficients; queries of the same. */      \
+  int32_t orv_df_kernel_##t##EditPtr(DFTask* task, int64_t code, const T* pointer);                            \
+  int32_t orv_df_kernel_##t##EditIdxPtr(DFTask* task, int64_t code, int64_t row, const T* pointer);            \
+  int32_t orv_df_kernel_##t##QueryPtr(const DFTask* task, int64_t code, T** pointer);                          \
+  int32_t orv_df_kernel_##t##QueryIdxPtr(const DFTask* task, int64_t code, int64_t row, T** pointer);          \
+                                                                                                               \
   /* Construction: writes the coefficients of every function to the task's coefficient rows, in ascending    \
    * powers of the distance from the cell's left break. `method` must be 0 in the natural, linear and        \
    * quadratic entries.                                                                                      \
@@ -233,33 +233,33 @@ int32_t orv_df_kernel_iQueryVal(const DFTask* task, int64_t code, void* value);
    *   Quadratic splineType 0: breaks are knots, with DFBoundMidValue; splineType 1: knots between breaks,   \
    *             Subbotin's spline, a piece for each break. Bit 8 of innerCondType must be set; innerCond    \
    *             holds the breaks + 1 knots, with bit 4 the first and last inner knot of evenly spaced ones, \
-   *             or is null for knots in the middle of the cells. Boundary codes 12, 24, 36 and 48. */       \
-  int32_t orv_df_kernel_##t##DFNaturalCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,          \
-                                                    const DFThreader* threader);                             \
-  int32_t orv_df_kernel_##t##DFAkimaCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,            \
-                                                  const DFThreader* threader);                               \
-  int32_t orv_df_kernel_##t##DFBesselCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,           \
-                                                   const DFThreader* threader);                              \
-  int32_t orv_df_kernel_##t##DFHymanCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,            \
-                                                  const DFThreader* threader);                               \
-  int32_t orv_df_kernel_##t##DFHermiteCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,          \
-                                                    const DFThreader* threader);                             \
-  int32_t orv_df_kernel_##t##DFDefaultCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,          \
-                                                    const DFThreader* threader);                             \
-  int32_t orv_df_kernel_##t##DFLinearSpline1D(DFTask* task, int64_t reserved, int64_t method,                \
-                                              const DFThreader* threader);                                   \
-  int32_t orv_df_kernel_##t##DFQuadraticSpline1D(DFTask* task, int64_t reserved, int64_t method,             \
-                                                 const DFThreader* threader);                                \
-                                                                                                             \
+   *             or is null for knots in the middle of the cells. Boundary codes 12, 24, 36 and 48. */ \
+  int32_t orv_df_kernel_##t##DFNaturalCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,            \
+                                                    const DFThreader* threader);                               \
+  int32_t orv_df_kernel_##t##DFAkimaCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,              \
+                                                  const DFThreader* threader);                                 \
+  int32_t orv_df_kernel_##t##DFBesselCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,             \
+                                                   const DFThreader* threader);                                \
+  int32_t orv_df_kernel_##t##DFHymanCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,              \
+                                                  const DFThreader* threader);                                 \
+  int32_t orv_df_kernel_##t##DFHermiteCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,            \
+                                                    const DFThreader* threader);                               \
+  int32_t orv_df_kernel_##t##DFDefaultCubicSpline1D(DFTask* task, int64_t reserved, int64_t method,            \
+                                                    const DFThreader* threader);                               \
+  int32_t orv_df_kernel_##t##DFLinearSpline1D(DFTask* task, int64_t reserved, int64_t method,                  \
+                                              const DFThreader* threader);                                     \
+  int32_t orv_df_kernel_##t##DFQuadraticSpline1D(DFTask* task, int64_t reserved, int64_t method,               \
+                                                 const DFThreader* threader);                                  \
+                                                                                                               \
   /* Cells of sites: 0 left of the first break, `breaks` right of the last, else the number of breaks at or  \
    * left of the site, at most breaks - 1. A NaN counts as right of everything. `method` is not read.        \
    * `dataHint`: entry 1 is 0.0, or 1.0 with the index of a break that sites cluster at in entry 4. Cells    \
-   * are 32-bit integers; 64-bit if the task is wide and a callback is given. */                             \
-  int32_t orv_df_kernel_##t##DFSearch1D(const DFTask* task, int64_t method, int64_t siteCount,               \
-                                        const T* sites, int64_t siteHint, const T* dataHint, void* cells,    \
-                                        t##DFSearchCallback callback, void* parameter,                       \
-                                        const DFThreader* threader);                                         \
-                                                                                                             \
+   * are 32-bit integers; 64-bit if the task is wide and a callback is given. */ \
+  int32_t orv_df_kernel_##t##DFSearch1D(const DFTask* task, int64_t method, int64_t siteCount,                 \
+                                        const T* sites, int64_t siteHint, const T* dataHint, void* cells,      \
+                                        t##DFSearchCallback callback, void* parameter,                         \
+                                        const DFThreader* threader);                                           \
+                                                                                                               \
   /* Values and derivatives at sites. `type`: bit 2 writes cells out, exactly 4 takes them as input (32-bit  \
    * integers; 64-bit if the task is wide and a callback searches). `derivativeFlags` (32-bit integers,      \
    * 64-bit if the task is wide): element k is 1 if derivative k is wanted; none stands for the value.       \
@@ -267,31 +267,31 @@ int32_t orv_df_kernel_iQueryVal(const DFTask* task, int64_t code, void* value);
    * splineType 6 looks up breaks, 7 and 8 are step functions continuous from the right and from the left.   \
    * Right of the last break both steps give the value of the cell rule: the right-continuous step gives     \
    * y[n-2] there, though it integrates as y[n-1]. Callbacks replace the evaluation left and right of the    \
-   * partition and inside it; they may be called from several threads at once. */                            \
-  int32_t orv_df_kernel_##t##DFInterpolate1D(                                                                \
-      const DFTask* task, int64_t type, int64_t method, int64_t siteCount, const T* sites, int64_t siteHint, \
-      int64_t derivativeFlagCount, const void* derivativeFlags, const T* dataHint, T* results,               \
-      int64_t resultHint, void* cells, t##DFInterpolateCallback left, void* leftParameter,                   \
-      t##DFInterpolateCallback right, void* rightParameter, t##DFInterpolateCallback inner,                  \
-      void* innerParameter, t##DFSearchCallback search, void* searchParameter, const DFThreader* threader);  \
-                                                                                                             \
+   * partition and inside it; they may be called from several threads at once. */ \
+  int32_t orv_df_kernel_##t##DFInterpolate1D(                                                                  \
+      const DFTask* task, int64_t type, int64_t method, int64_t siteCount, const T* sites, int64_t siteHint,   \
+      int64_t derivativeFlagCount, const void* derivativeFlags, const T* dataHint, T* results,                 \
+      int64_t resultHint, void* cells, t##DFInterpolateCallback left, void* leftParameter,                     \
+      t##DFInterpolateCallback right, void* rightParameter, t##DFInterpolateCallback inner,                    \
+      void* innerParameter, t##DFSearchCallback search, void* searchParameter, const DFThreader* threader);    \
+                                                                                                               \
   /* Integrals between pairs of limits, exact for the pieces up to rounding; a limit outside the partition   \
    * extends the first or last piece. The steps integrate y[0] left of the partition and y[n-1] right of     \
-   * it. Each list of limits has a hint and a data hint like sites have. */                                  \
-  int32_t orv_df_kernel_##t##DFIntegrate1D(                                                                  \
-      const DFTask* task, int64_t method, int64_t pairCount, const T* leftLimits, int64_t leftHint,          \
-      const T* rightLimits, int64_t rightHint, const T* leftDataHint, const T* rightDataHint, T* results,    \
-      int64_t resultHint, t##DFIntegrateCallback left, void* leftParameter, t##DFIntegrateCallback right,    \
-      void* rightParameter, t##DFIntegrateCallback inner, void* innerParameter, t##DFSearchCallback search,  \
-      void* searchParameter, const DFThreader* threader);                                                    \
-                                                                                                             \
-  /* The search kernels, by method; a `32` name is its twin. Return 0 or the status of the callback. */      \
-  ORV_DF_SEARCH_KERNELS(t, Uniform)                                                                          \
-  ORV_DF_SEARCH_KERNELS(t, QuasiUniform)                                                                     \
-  ORV_DF_SEARCH_KERNELS(t, Sorted)                                                                           \
-  ORV_DF_SEARCH_KERNELS(t, Peak)                                                                             \
-  ORV_DF_SEARCH_KERNELS(t, Hybrid)                                                                           \
-  ORV_DF_SEARCH_KERNELS(t, UserDef)                                                                          \
+   * it. Each list of limits has a hint and a data hint like sites have. */ \
+  int32_t orv_df_kernel_##t##DFIntegrate1D(                                                                    \
+      const DFTask* task, int64_t method, int64_t pairCount, const T* leftLimits, int64_t leftHint,            \
+      const T* rightLimits, int64_t rightHint, const T* leftDataHint, const T* rightDataHint, T* results,      \
+      int64_t resultHint, t##DFIntegrateCallback left, void* leftParameter, t##DFIntegrateCallback right,      \
+      void* rightParameter, t##DFIntegrateCallback inner, void* innerParameter, t##DFSearchCallback search,    \
+      void* searchParameter, const DFThreader* threader);                                                      \
+                                                                                                               \
+  /* The search kernels, by method; a `32` name is its twin. Return 0 or the status of the callback. */        \
+  ORV_DF_SEARCH_KERNELS(t, Uniform)                                                                            \
+  ORV_DF_SEARCH_KERNELS(t, QuasiUniform)                                                                       \
+  ORV_DF_SEARCH_KERNELS(t, Sorted)                                                                             \
+  ORV_DF_SEARCH_KERNELS(t, Peak)                                                                               \
+  ORV_DF_SEARCH_KERNELS(t, Hybrid)                                                                             \
+  ORV_DF_SEARCH_KERNELS(t, UserDef)                                                                            \
   ORV_DF_SEARCH_KERNELS(t, UniUserDef)
 #define ORV_DF_SEARCH_KERNELS(t, name)                                                                       \
   int32_t orv_df_kernel_##t##DF##name##Search1D(const t##DFSearchBlock* block);                              \

@@ -13,14 +13,16 @@ using namespace exponential;
 constexpr double shifter_d = 6755399441055744.0; // 1.5 * 2^52
 constexpr float shifter_s = 12582912.0f;         // 1.5 * 2^23
 
-template <class T> struct ExpBase {
+template <class T>
+struct ExpBase {
   using Operand = T;
   using Result = T;
   static constexpr int operands = 1, results = 1, unroll = 1;
 };
 
 // Overflow and underflow in the vector, where errors are not recorded; returns the lanes that are left.
-template <class T> unsigned settle_range(Vec<T> x, Vec<T>& r, unsigned lanes) {
+template <class T>
+unsigned settle_range(Vec<T> x, Vec<T>& r, unsigned lanes) {
   Vec<T> const above = simd::compare<_CMP_GT_OQ>(x, Vec<T>(exp_limits<T>.overflow));
   Vec<T> const below = simd::compare<_CMP_LT_OQ>(x, Vec<T>(exp_limits<T>.zero));
   r = simd::blend(r, Vec<T>(static_cast<T>(__builtin_inf())), above);
@@ -33,7 +35,8 @@ template <class T> unsigned settle_range(Vec<T> x, Vec<T>& r, unsigned lanes) {
 constexpr float limit_s = 87.33654022216797f; // beyond it the result leaves the normal range
 
 // LA and EP: no table, the exponent added to a polynomial.
-template <Level level> struct ExpFloat : ExpBase<float> {
+template <Level level>
+struct ExpFloat : ExpBase<float> {
   F eval(F x) const {
     F const sum = simd::fma(x, F(1.4426950216293335f), F(shifter_s));
     F const k = sum - F(shifter_s);
@@ -68,16 +71,16 @@ struct ExpFloatHA : ExpBase<float> {
     F const sum = simd::fma(x, F(5.770780086517334f), F(biased_shifter));
     F const k = sum - F(biased_shifter);
     F const r = simd::fnma(k, F(7.986545824678615e-06f), simd::fnma(k, F(0.17327880859375f), x));
-    F const hi = _mm256_setr_ps(table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi, table_s4[0].hi,
-                                table_s4[1].hi, table_s4[2].hi, table_s4[3].hi);
-    F const lo = _mm256_setr_ps(table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo, table_s4[0].lo,
-                                table_s4[1].lo, table_s4[2].lo, table_s4[3].lo);
+    F const hi = _mm256_setr_ps(table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi,
+                                table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi);
+    F const lo = _mm256_setr_ps(table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo,
+                                table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo);
     Bits<float> const index = simd::bits(sum);
     F const power = simd::from_bits(simd::shift_left<21>(index) & Bits<float>(0x7F800000));
     F const m = power * simd::pick4(hi, index);
-    F const q = simd::fma(
-        r * r, simd::horner(r, 0.4999999701976776f, 0.16672924160957336f, 0.04168231040239334f),
-        simd::pick4(lo, index));
+    F const q =
+        simd::fma(r * r, simd::horner(r, 0.4999999701976776f, 0.16672924160957336f, 0.04168231040239334f),
+                  simd::pick4(lo, index));
     return simd::fma(r + q, m, m);
   }
   unsigned special(F x, F) const { return beyond_or_nan(x, limit_s); }
@@ -107,7 +110,8 @@ struct ExpDoubleLA : ExpDoubleBase {
     D const r = simd::fnma(k, D(4.137227896298129e-13), simd::fnma(k, D(0.0006769015431018488), x));
     D const t = simd::lookup(table_d1024, simd::bits(sum) & Bits<double>(0x3FF));
     D const p = t * simd::horner(r, 1.0, 1.0, 0.5000000035796539, 0.16666666666666669);
-    return simd::from_bits(simd::bits(p) + simd::shift_left<42>(andnot(Bits<double>(0x3FF), simd::bits(sum))));
+    return simd::from_bits(simd::bits(p) +
+                           simd::shift_left<42>(andnot(Bits<double>(0x3FF), simd::bits(sum))));
   }
   unsigned special(D x, D) const { return beyond_upper(x, 0x4086232A); }
 };
@@ -122,10 +126,9 @@ struct ExpDoubleHA : ExpDoubleBase {
     // In this sum the low 10 bits are the byte offset of the entry, the rest is the exponent.
     Bits<double> const place = simd::bits(k + D(422212465065984.0));
     auto const t = simd::lookup_pair(table_d64, simd::shift_right<3>(place & Bits<double>(0x3FF)));
-    D const q = simd::fma(r * r,
-                          simd::horner(r, 0.4999999999994775, 0.1666666666667797, 0.04166672368662385,
-                                       0.00833333416441411),
-                          r);
+    D const q = simd::fma(
+        r * r,
+        simd::horner(r, 0.4999999999994775, 0.1666666666667797, 0.04166672368662385, 0.00833333416441411), r);
     D const p = simd::fma(t.hi, q, t.lo) + t.hi;
     return simd::from_bits(simd::bits(p) + simd::shift_left<42>(andnot(Bits<double>(0x3FF), place)));
   }
@@ -145,13 +148,20 @@ struct ExpDoubleEP : ExpDoubleBase {
   unsigned special(D x, D) const { return beyond_upper(x, 0x4086232A); }
 };
 
-template <class T, Level level> struct Exp;
-template <> struct Exp<float, Level::LA> : ExpFloat<Level::LA> {};
-template <> struct Exp<float, Level::HA> : ExpFloatHA {};
-template <> struct Exp<float, Level::EP> : ExpFloat<Level::EP> {};
-template <> struct Exp<double, Level::LA> : ExpDoubleLA {};
-template <> struct Exp<double, Level::HA> : ExpDoubleHA {};
-template <> struct Exp<double, Level::EP> : ExpDoubleEP {};
+template <class T, Level level>
+struct Exp;
+template <>
+struct Exp<float, Level::LA> : ExpFloat<Level::LA> {};
+template <>
+struct Exp<float, Level::HA> : ExpFloatHA {};
+template <>
+struct Exp<float, Level::EP> : ExpFloat<Level::EP> {};
+template <>
+struct Exp<double, Level::LA> : ExpDoubleLA {};
+template <>
+struct Exp<double, Level::HA> : ExpDoubleHA {};
+template <>
+struct Exp<double, Level::EP> : ExpDoubleEP {};
 
 } // namespace
 } // namespace orv

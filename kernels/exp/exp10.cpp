@@ -11,9 +11,11 @@ namespace {
 
 using namespace exponential;
 
-template <class T, Level> struct Exp10;
+template <class T, Level>
+struct Exp10;
 
-template <Level level> struct Exp10<float, level> {
+template <Level level>
+struct Exp10<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -34,7 +36,8 @@ template <Level level> struct Exp10<float, level> {
   }
 };
 
-template <Level level> struct Exp10<double, level> {
+template <Level level>
+struct Exp10<double, level> {
   using Operand = double;
   using Result = double;
   static constexpr int operands = 1, results = 1, unroll = 2;

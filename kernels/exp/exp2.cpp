@@ -11,9 +11,11 @@ namespace {
 
 using namespace exponential;
 
-template <class T, Level> struct Exp2;
+template <class T, Level>
+struct Exp2;
 
-template <Level level> struct Exp2<float, level> {
+template <Level level>
+struct Exp2<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -33,7 +35,8 @@ template <Level level> struct Exp2<float, level> {
   }
 };
 
-template <Level level> struct Exp2<double, level> {
+template <Level level>
+struct Exp2<double, level> {
   using Operand = double;
   using Result = double;
   static constexpr int operands = 1, results = 1, unroll = 2;

@@ -17,8 +17,10 @@ namespace {
 using namespace exponential;
 
 // The constants of a level. K: table entries; the reduction is in two steps where L2 is not 0.
-template <class T, Level level> struct Expm1Constants;
-template <Level level> struct Expm1Constants<float, level> {
+template <class T, Level level>
+struct Expm1Constants;
+template <Level level>
+struct Expm1Constants<float, level> {
   static constexpr int K = level == Level::EP ? 32 : 64;
   static constexpr float scale = level == Level::EP ? 46.16624069213867f : 92.33248138427734f;
   static constexpr float L1 = level == Level::EP ? 0.021660849452018738f : 0.010833740234375f;
@@ -33,7 +35,8 @@ template <Level level> struct Expm1Constants<float, level> {
       return simd::fma(r, F(0.16666696965694427f), F(0.5000008940696716f));
   }
 };
-template <Level level> struct Expm1Constants<double, level> {
+template <Level level>
+struct Expm1Constants<double, level> {
   static constexpr int K = 128;
   static constexpr double scale = 184.6649652337873;
   static constexpr double L1 = level == Level::EP ? 0.0054152123481245725 : 0.005415212347998022;
@@ -45,7 +48,8 @@ template <Level level> struct Expm1Constants<double, level> {
     if constexpr (level == Level::EP)
       return simd::horner(r, 0.4999999999999767, 0.166666666666658);
     else
-      return simd::horner(r, 0.4999999999999767, 0.166666666666658, 0.04166667939432669, 0.008333335878830547);
+      return simd::horner(r, 0.4999999999999767, 0.166666666666658, 0.04166667939432669,
+                          0.008333335878830547);
   }
 };
 
@@ -60,7 +64,8 @@ inline simd::VecPair<double> entry(Bits<double> index, std::integral_constant<in
   return simd::lookup_pair(table_d128, index + index);
 }
 
-template <class T, Level level> struct Expm1 : Expm1Constants<T, level> {
+template <class T, Level level>
+struct Expm1 : Expm1Constants<T, level> {
   using Operand = T;
   using Result = T;
   using C = Expm1Constants<T, level>;

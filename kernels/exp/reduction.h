@@ -21,12 +21,14 @@ using simd::Vec;
 #include "kernels/exp/tables.inc"
 
 // Limits of an exponential function: a result is infinite above `overflow` and zero below `zero`.
-template <class T> struct Limits {
+template <class T>
+struct Limits {
   T overflow, zero;
 };
 template <class T>
-inline constexpr Limits<T> exp_limits = {static_cast<T>(sizeof(T) == 4 ? 88.72283172607422 : 709.782712893384),
-                                         static_cast<T>(sizeof(T) == 4 ? -103.97207641601562 : -745.1332191019411)};
+inline constexpr Limits<T> exp_limits = {
+    static_cast<T>(sizeof(T) == 4 ? 88.72283172607422 : 709.782712893384),
+    static_cast<T>(sizeof(T) == 4 ? -103.97207641601562 : -745.1332191019411)};
 
 // ---- scalar ----
 
@@ -48,8 +50,7 @@ inline Scaled exp_scaled(double x) {
   auto const k = static_cast<int>(static_cast<uint32_t>(scalar::bits(sum)));
   double const n = sum - shifter;
   double const r = scalar::fma(-n, 2.572804622327669e-14, scalar::fma(-n, 0.010830424696223417, x));
-  double const q = scalar::fma(
-      r * r, scalar::horner(r, 0.5, 1.0 / 6, 1.0 / 24, 1.0 / 120, 1.0 / 720), r);
+  double const q = scalar::fma(r * r, scalar::horner(r, 0.5, 1.0 / 6, 1.0 / 24, 1.0 / 120, 1.0 / 720), r);
   return from_table64(k, q);
 }
 
@@ -77,7 +78,8 @@ inline Scaled exp10_scaled(double x) {
 }
 
 // Scales with one rounding at most behind that of v, in two steps where 2^m alone is out of range.
-template <class T> ORV_INLINE T scale(T v, int m) {
+template <class T>
+ORV_INLINE T scale(T v, int m) {
   constexpr int edge = Format<T>::bias - 3;
   if (m > edge) return v * scalar::power_of_two<T>(m - 1) * T(2);
   if (m < -edge) return v * scalar::power_of_two<T>(m + 60) * scalar::power_of_two<T>(-60);
@@ -85,7 +87,8 @@ template <class T> ORV_INLINE T scale(T v, int m) {
 }
 
 // The status that goes with a result: it follows the result, not the argument.
-template <class T> ORV_INLINE int status_of(T r) {
+template <class T>
+ORV_INLINE int status_of(T r) {
   if (scalar::is_infinite(r)) return ORV_STATUS_OVERFLOW;
   return r < Format<T>::smallest_normal ? ORV_STATUS_UNDERFLOW : ORV_STATUS_OK;
 }
@@ -129,7 +132,8 @@ ORV_INLINE unsigned beyond_upper(D x, int32_t upper) {
   return simd::lane_mask(simd::greater_upper(simd::bits(simd::magnitude(x)), upper));
 }
 // The same by a compare of floating-point values that is true on unordered.
-template <class T> ORV_INLINE unsigned beyond_or_nan(Vec<T> x, T limit) {
+template <class T>
+ORV_INLINE unsigned beyond_or_nan(Vec<T> x, T limit) {
   return simd::lane_mask(simd::compare<_CMP_NLE_UQ>(simd::magnitude(x), Vec<T>(limit)));
 }
 

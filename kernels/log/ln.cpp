@@ -10,25 +10,29 @@ namespace {
 
 using namespace logarithm;
 
-template <class T, Level> struct Ln;
+template <class T, Level>
+struct Ln;
 
-template <Level level> struct Ln<float, level> {
+template <Level level>
+struct Ln<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1, unroll = 1;
   F eval(F x) const {
     auto const [e, f, exponent] = split(x);
     if constexpr (level == Level::HA) {
-      F const q = with_quadratic_tail(f, -0.5f, 0.3333321511745453f, -0.24999797344207764f, 0.20010405778884888f,
-                                      -0.16680487990379333f, 0.140058696269989f, -0.12184260785579681f,
-                                      0.1398443728685379f, -0.12891685962677002f);
+      F const q = with_quadratic_tail(f, -0.5f, 0.3333321511745453f, -0.24999797344207764f,
+                                      0.20010405778884888f, -0.16680487990379333f, 0.140058696269989f,
+                                      -0.12184260785579681f, 0.1398443728685379f, -0.12891685962677002f);
       return simd::fma(e, F(0.693145751953125f), simd::fma(e, F(1.428606765330187e-06f), q));
     } else if constexpr (level == Level::LA) {
-      F const q = with_quadratic_tail(f, -0.5f, 0.33336564898490906f, -0.25004664063453674f, 0.19822503626346588f,
-                                      -0.16462457180023193f, 0.16964881122112274f, -0.15177205204963684f);
+      F const q =
+          with_quadratic_tail(f, -0.5f, 0.33336564898490906f, -0.25004664063453674f, 0.19822503626346588f,
+                              -0.16462457180023193f, 0.16964881122112274f, -0.15177205204963684f);
       return simd::fma(e, F(0.6931471824645996f), q);
     } else {
-      F const q = with_quadratic_tail(f, -0.5f, 0.33289623260498047f, -0.2674025893211365f, 0.2198837250471115f);
+      F const q =
+          with_quadratic_tail(f, -0.5f, 0.33289623260498047f, -0.2674025893211365f, 0.2198837250471115f);
       return simd::fma(e, F(0.6931471824645996f), q);
     }
   }
@@ -41,7 +45,8 @@ template <Level level> struct Ln<float, level> {
   }
 };
 
-template <Level level> struct Ln<double, level> {
+template <Level level>
+struct Ln<double, level> {
   using Operand = double;
   using Result = double;
   static constexpr int operands = 1, results = 1, unroll = 2;

@@ -12,16 +12,19 @@ namespace {
 using namespace logarithm;
 
 // 1 + x as an exact sum of two.
-template <class T> struct OnePlus {
+template <class T>
+struct OnePlus {
   Vec<T> s, c;
 };
-template <class T> ORV_INLINE OnePlus<T> one_plus(Vec<T> x) {
+template <class T>
+ORV_INLINE OnePlus<T> one_plus(Vec<T> x) {
   Vec<T> const one(T(1)), a = simd::max(one, x), b = simd::min(one, x), s = a + b;
   return {s, b + (a - s)};
 }
 
 // What is left for a repair: outside the domain, or so large that 1 + x is x.
-template <class T> int repair_log1p(T x, T& r) {
+template <class T>
+int repair_log1p(T x, T& r) {
   if (scalar::is_nan(x) || x >= T(1)) {
     if (int const status = outside_domain(x, r); status >= 0) return status;
     Log const l = log_parts(static_cast<double>(x));
@@ -37,9 +40,11 @@ template <class T> int repair_log1p(T x, T& r) {
   return ORV_STATUS_DOMAIN;
 }
 
-template <class T, Level> struct Log1p;
+template <class T, Level>
+struct Log1p;
 
-template <Level level> struct Log1p<float, level> {
+template <Level level>
+struct Log1p<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -50,10 +55,10 @@ template <Level level> struct Log1p<float, level> {
     F const f = head + scaled;
     F r;
     if constexpr (level == Level::HA) {
-      F const left = (head - f) + scaled; // |head| is above |scaled| or 0
+      F const left = (head - f) + scaled;       // |head| is above |scaled| or 0
       F const rest = simd::fnma(f, left, left); // times about 1 / (1 + f)
-      F const p = simd::horner(f, -0.5f, 0.333333373f, -0.249998823f, 0.199994281f, -0.166766852f, 0.143097892f,
-                               -0.12236467f, 0.106909797f, -0.126670167f, 0.122589536f);
+      F const p = simd::horner(f, -0.5f, 0.333333373f, -0.249998823f, 0.199994281f, -0.166766852f,
+                               0.143097892f, -0.12236467f, 0.106909797f, -0.126670167f, 0.122589536f);
       // e ln2_hi + f in two terms: the product is exact; neither is always the larger.
       F const h = e * F(0.693145751953125f);
       F const sum = h + f;
@@ -79,7 +84,8 @@ template <Level level> struct Log1p<float, level> {
   int repair(float x, float& r) const { return repair_log1p(x, r); }
 };
 
-template <Level level> struct Log1p<double, level> {
+template <Level level>
+struct Log1p<double, level> {
   using Operand = double;
   using Result = double;
   static constexpr int operands = 1, results = 1, unroll = 1;

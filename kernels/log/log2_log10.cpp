@@ -19,13 +19,14 @@ struct Base10 {
   static constexpr auto& pairs = table_log10_pairs;
   static constexpr auto& float_pairs = table_s_log10;
   // log10(2) in two parts, the first with trailing zeros; in float likewise.
-  static constexpr double unit_hi = 0x1.34413509f8000p-2, unit_lo = -0x1.80433b83b532ap-44, unit = 0.3010299956639812;
+  static constexpr double unit_hi = 0x1.34413509f8000p-2, unit_lo = -0x1.80433b83b532ap-44,
+                          unit = 0.3010299956639812;
   static constexpr float float_hi = 0.30103302001953125f, float_lo = -3.0243536457419395e-06f,
                          float_unit = 0.3010300099849701f;
   static constexpr double slope_hi = 0x1.bcb7b1526e50ep-2, slope_lo = 0x1.95355baaafad3p-57; // 1 / ln 10
   static constexpr double la_d[] = {0.4342944819032518, -0.21714724095157728, 0.14476482730097556,
                                     -0.10857375315018218, 0.08685905559081095};
-  static constexpr double la_s[] = {0.4342944920063019,  -0.21714694797992706, 0.1447635442018509,
+  static constexpr double la_s[] = {0.4342944920063019,   -0.21714694797992706, 0.1447635442018509,
                                     -0.10860848426818848, 0.08693616092205048,  -0.07127981632947922,
                                     0.06038197502493858,  -0.06689538806676865, 0.06269016861915588};
   static constexpr double ep_s[] = {0.43430083990097046, -0.21683171391487122, 0.14403435587882996,
@@ -45,8 +46,8 @@ struct Base2 {
   static constexpr double slope_hi = 0x1.71547652b82fep+0, slope_lo = 2.0355273740931033e-17; // 1 / ln 2
   static constexpr double la_d[] = {1.4426950408889634, -0.7213475204443105, 0.48089834696260636,
                                     -0.3606742138453655, 0.2885395525286444};
-  static constexpr double la_s[] = {1.4426950216293335,   -0.7213465571403503, 0.4808940887451172,
-                                    -0.36078956723213196, 0.28879567980766296, -0.23678642511367798,
+  static constexpr double la_s[] = {1.4426950216293335,   -0.7213465571403503,  0.4808940887451172,
+                                    -0.36078956723213196, 0.28879567980766296,  -0.23678642511367798,
                                     0.20058457553386688,  -0.22222167253494263, 0.2082522213459015};
   static constexpr double ep_s[] = {1.4427162408828735, -0.7202993631362915, 0.4784717857837677,
                                     -0.39728105068206787, 0.33374103903770447};
@@ -58,7 +59,8 @@ struct Base2 {
 
 // ---- single precision ----
 
-template <class Base, Level level> struct LogFloat {
+template <class Base, Level level>
+struct LogFloat {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -91,16 +93,18 @@ template <class Base, Level level> struct LogFloat {
   }
 };
 
-template <class Base> struct LogFloatHA : LogFloat<Base, Level::HA> {
+template <class Base>
+struct LogFloatHA : LogFloat<Base, Level::HA> {
   F eval(F x) const {
     constexpr uint32_t placed = static_cast<uint32_t>(127 + Base::place) << 23;
-    F const m = simd::from_bits((simd::bits(x) & Bits<float>(simd::mantissa_mask<float>)) | Bits<float>(placed));
-    F const y = simd::round<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(F(Base::C) * simd::approximate_reciprocal(m));
+    F const m =
+        simd::from_bits((simd::bits(x) & Bits<float>(simd::mantissa_mask<float>)) | Bits<float>(placed));
+    F const y = simd::round<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(F(Base::C) *
+                                                                           simd::approximate_reciprocal(m));
     F const z = simd::fms(y, m, F(Base::C));
     F const upper = simd::compare<_CMP_GT_OQ>(y, F(static_cast<float>(Base::threshold)));
     // The exponent, one higher for the lower rows.
-    Bits<float> const exponent =
-        simd::shift_right<23>(simd::bits(x)) - Bits<float>(126) + simd::bits(upper);
+    Bits<float> const exponent = simd::shift_right<23>(simd::bits(x)) - Bits<float>(126) + simd::bits(upper);
     F const e = _mm256_cvtepi32_ps(exponent.v);
     Bits<float> const row = Bits<float>(_mm256_cvtps_epi32(y.v)) - Bits<float>(Base::top / 2);
     auto const t = simd::lookup_pair(Base::float_pairs, row);
@@ -114,7 +118,8 @@ template <class Base> struct LogFloatHA : LogFloat<Base, Level::HA> {
 
 // ---- double precision ----
 
-template <class Base, Level level> struct LogDouble {
+template <class Base, Level level>
+struct LogDouble {
   using Operand = double;
   using Result = double;
   static constexpr int operands = 1, results = 1, unroll = 2;
@@ -128,13 +133,15 @@ template <class Base, Level level> struct LogDouble {
       D const p = z * D(Base::slope_hi);
       D const p_low = simd::fma(z, D(Base::slope_lo), simd::fms(z, D(Base::slope_hi), p));
       Sum const sum = add(simd::fma(s.e, D(Base::unit_hi), t.hi), p);
-      D const low = simd::fma((z * z) * D(Base::slope_hi), tail_of_ln(z), simd::fma(s.e, D(Base::unit_lo), t.lo));
+      D const low =
+          simd::fma((z * z) * D(Base::slope_hi), tail_of_ln(z), simd::fma(s.e, D(Base::unit_lo), t.lo));
       return sum.hi + (sum.error + (p_low + low));
     } else {
       D const t = entry(Base::table, s.row);
-      D const p = level == Level::LA ? D(simd::horner(z, Base::la_d[0], Base::la_d[1], Base::la_d[2], Base::la_d[3],
-                                                      Base::la_d[4]))
-                                     : D(simd::horner(z, Base::la_d[0], Base::la_d[1], Base::la_d[2]));
+      D const p =
+          level == Level::LA
+              ? D(simd::horner(z, Base::la_d[0], Base::la_d[1], Base::la_d[2], Base::la_d[3], Base::la_d[4]))
+              : D(simd::horner(z, Base::la_d[0], Base::la_d[1], Base::la_d[2]));
       return simd::fma(z, p, simd::fma(s.e, D(Base::unit), t));
     }
   }
@@ -149,13 +156,19 @@ template <class Base, Level level> struct LogDouble {
   }
 };
 
-template <class Base, class T, Level level> struct LogOf;
-template <class Base, Level level> struct LogOf<Base, float, level> : LogFloat<Base, level> {};
-template <class Base> struct LogOf<Base, float, Level::HA> : LogFloatHA<Base> {};
-template <class Base, Level level> struct LogOf<Base, double, level> : LogDouble<Base, level> {};
+template <class Base, class T, Level level>
+struct LogOf;
+template <class Base, Level level>
+struct LogOf<Base, float, level> : LogFloat<Base, level> {};
+template <class Base>
+struct LogOf<Base, float, Level::HA> : LogFloatHA<Base> {};
+template <class Base, Level level>
+struct LogOf<Base, double, level> : LogDouble<Base, level> {};
 
-template <class T, Level level> struct Log2 : LogOf<Base2, T, level> {};
-template <class T, Level level> struct Log10 : LogOf<Base10, T, level> {};
+template <class T, Level level>
+struct Log2 : LogOf<Base2, T, level> {};
+template <class T, Level level>
+struct Log10 : LogOf<Base10, T, level> {};
 
 } // namespace
 } // namespace orv

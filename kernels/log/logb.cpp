@@ -5,7 +5,8 @@
 namespace orv {
 namespace {
 
-template <class T, Level> struct Logb {
+template <class T, Level>
+struct Logb {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
@@ -13,14 +14,13 @@ template <class T, Level> struct Logb {
   static constexpr int mantissa = simd::Format<T>::mantissa_bits, bias = simd::Format<T>::bias;
 
   V eval(V x) const {
-    simd::Bits<T> const field = simd::shift_right<mantissa>(simd::bits(x) & simd::Bits<T>(simd::exponent_mask<T>));
+    simd::Bits<T> const field =
+        simd::shift_right<mantissa>(simd::bits(x) & simd::Bits<T>(simd::exponent_mask<T>));
     // As the low bits of a power of two that holds them, minus that power and the bias.
     constexpr T power = static_cast<T>(uint64_t{1} << mantissa);
     return simd::from_bits(field | simd::bits(V(power))) - V(power + static_cast<T>(bias));
   }
-  unsigned special(V x, V) const {
-    return simd::lane_mask(simd::not_normal(x));
-  }
+  unsigned special(V x, V) const { return simd::lane_mask(simd::not_normal(x)); }
   int repair(T x, T& r) const {
     if (scalar::not_finite(x)) {
       r = scalar::quiet(scalar::magnitude(x));

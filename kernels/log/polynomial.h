@@ -26,19 +26,22 @@ ORV_INLINE SplitF split(F x) {
 ORV_INLINE unsigned not_positive_normal(F x) {
   return simd::lane_mask(simd::outside(simd::bits(x), 0x00800000, 0x7F7FFFFF));
 }
-template <class T> ORV_INLINE unsigned outside_normal(Vec<T> x) {
+template <class T>
+ORV_INLINE unsigned outside_normal(Vec<T> x) {
   Vec<T> const low = simd::compare<_CMP_LT_OQ>(x, Vec<T>(simd::Format<T>::smallest_normal));
   Vec<T> const high = simd::compare<_CMP_NLE_UQ>(x, Vec<T>(simd::Format<T>::largest));
   return simd::lane_mask(low | high);
 }
 
 // f + f^2 p(f) of the natural logarithm, by level.
-template <class... C> ORV_INLINE F with_quadratic_tail(F f, C... p) {
+template <class... C>
+ORV_INLINE F with_quadratic_tail(F f, C... p) {
   return simd::fma(f * f, simd::horner(f, p...), f);
 }
 
 // A polynomial without constant term, in two halves by powers of f^2: a shorter chain of dependent steps.
-template <class V, std::size_t N> ORV_INLINE V halves(V f, double const (&c)[N]) {
+template <class V, std::size_t N>
+ORV_INLINE V halves(V f, double const (&c)[N]) {
   using T = typename V::Lane;
   V const g = f * f;
   constexpr int last = static_cast<int>(N) - 1;

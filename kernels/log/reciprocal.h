@@ -43,8 +43,10 @@ ORV_INLINE SplitD split(D x) {
 // Four 32-bit integers as offsets, less a constant that folds into the addresses.
 ORV_INLINE simd::Offsets4 offsets(__m128i y, std::size_t first) {
 #ifdef __x86_64__
-  auto const low = static_cast<uint64_t>(_mm_cvtsi128_si64(y)), high = static_cast<uint64_t>(_mm_extract_epi64(y, 1));
-  return {{(low & 0xFFFFFFFF) - first, (low >> 32) - first, (high & 0xFFFFFFFF) - first, (high >> 32) - first}};
+  auto const low = static_cast<uint64_t>(_mm_cvtsi128_si64(y)),
+             high = static_cast<uint64_t>(_mm_extract_epi64(y, 1));
+  return {
+      {(low & 0xFFFFFFFF) - first, (low >> 32) - first, (high & 0xFFFFFFFF) - first, (high >> 32) - first}};
 #else
   return {{static_cast<std::size_t>(_mm_cvtsi128_si32(y)) - first,
            static_cast<std::size_t>(_mm_extract_epi32(y, 1)) - first,
@@ -99,7 +101,8 @@ inline Log log_parts(double x) {
 }
 
 // What all logarithms answer outside the positive numbers; -1 where x is one.
-template <class T> ORV_INLINE int outside_domain(T x, T& r) {
+template <class T>
+ORV_INLINE int outside_domain(T x, T& r) {
   if (scalar::is_nan(x)) {
     r = scalar::opaque(x) * x;
     return ORV_STATUS_OK;

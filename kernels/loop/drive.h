@@ -22,37 +22,46 @@
 
 namespace orv::loop {
 
-template <class V> struct Pair {
+template <class V>
+struct Pair {
   V first, second;
 };
 
-template <class K> using OperandValue = typename Lanes<typename K::Operand>::Value;
-template <class K> using ResultValue = typename Lanes<typename K::Result>::Value;
+template <class K>
+using OperandValue = typename Lanes<typename K::Operand>::Value;
+template <class K>
+using ResultValue = typename Lanes<typename K::Result>::Value;
 template <class K>
 using Answer = std::conditional_t<K::results == 2, Pair<ResultValue<K>>, ResultValue<K>>;
 
 template <class K>
-constexpr bool has_special = requires { &K::repair; };
+constexpr bool has_special = requires {
+  &K::repair;
+};
 
-template <class K> constexpr auto tail_fill() {
+template <class K>
+constexpr auto tail_fill() {
   if constexpr (requires { K::fill; })
     return K::fill;
   else
     return static_cast<typename RealOf<typename K::Operand>::type>(0.75);
 }
 
-template <class K> struct Block {
+template <class K>
+struct Block {
   OperandValue<K> a, b;
   Answer<K> r;
 };
 
 template <class K>
-concept marks_within =
-    (K::operands == 1 && requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, lanes); }) ||
-    (K::operands == 2 && requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, b.b, lanes); });
+concept marks_within = (K::operands == 1 &&
+                        requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, lanes); }) ||
+                       (K::operands == 2 &&
+                        requires(K const& k, Block<K> b, unsigned& lanes) { k.eval(b.a, b.b, lanes); });
 
 // Answers all lanes of a block; returns those that are left for a repair.
-template <class K> ORV_INLINE unsigned evaluate(K const& k, Block<K>& block) {
+template <class K>
+ORV_INLINE unsigned evaluate(K const& k, Block<K>& block) {
   unsigned lanes = 0;
   if constexpr (marks_within<K> && K::operands == 2)
     block.r = k.eval(block.a, block.b, lanes);
@@ -120,8 +129,8 @@ template <class K, class A, class B, class R1, class R2>
 
 // A block is copied for its repair, so that the common path keeps it in registers.
 template <class K, class A, class B, class R1, class R2>
-ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A const& a, B const& b, R1 const& r1,
-                       R2 const& r2, bool errors_off, const char* name) {
+ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A const& a, B const& b,
+                       R1 const& r1, R2 const& r2, bool errors_off, const char* name) {
   if constexpr (has_special<K>)
     if (lanes) {
       Block<K> copy = block;
@@ -132,7 +141,8 @@ ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A con
 
 // The whole call. One-operand kernels pass `a` as b as well, one-result kernels r1 as r2.
 template <class K, class A, class B, class R1, class R2>
-ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2, const char* name) {
+ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2,
+                    const char* name) {
   constexpr int lanes = Lanes<typename K::Operand>::count;
   constexpr int vectors = K::unroll;
   bool const errors_off = control.errors_off();

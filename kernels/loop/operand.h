@@ -10,7 +10,8 @@ using simd::Bits;
 using simd::Vec;
 
 // ---- the vector that holds `lanes` elements ----
-template <class E> struct Lanes {
+template <class E>
+struct Lanes {
   using Value = Vec<E>;
   static constexpr int count = Value::lanes;
   ORV_INLINE static Value load(const E* p) { return simd::load(p); }
@@ -22,7 +23,8 @@ template <class E> struct Lanes {
   ORV_INLINE static void store_part(E* p, int m, Value v) { simd::store_part(p, simd::first_lanes<E>(m), v); }
 };
 
-template <class T> struct ComplexVec {
+template <class T>
+struct ComplexVec {
   Vec<T> re, im;
 };
 ORV_INLINE ComplexVec<float> separate(Vec<float> a, Vec<float> b) {
@@ -37,7 +39,8 @@ ORV_INLINE Vec<float> in_order(Vec<float> a) {
 }
 ORV_INLINE Vec<double> in_order(Vec<double> a) { return _mm256_permute4x64_pd(a.v, 0xD8); }
 
-template <class T> struct Lanes<Complex<T>> {
+template <class T>
+struct Lanes<Complex<T>> {
   using Value = ComplexVec<T>;
   static constexpr int count = Vec<T>::lanes;
   static constexpr int half = count / 2;
@@ -47,7 +50,8 @@ template <class T> struct Lanes<Complex<T>> {
   ORV_INLINE static Value load_part(const Complex<T>* p, int m, T fill) {
     int const low = m < half ? m : half;
     return arrange(simd::load_part(&p[0].re, simd::first_lanes<T>(2 * low), Vec<T>(fill)),
-                   simd::load_part(m > half ? &p[half].re : &p[0].re, simd::first_lanes<T>(2 * (m - low)), Vec<T>(fill)));
+                   simd::load_part(m > half ? &p[half].re : &p[0].re, simd::first_lanes<T>(2 * (m - low)),
+                                   Vec<T>(fill)));
   }
   ORV_INLINE static Value broadcast(Complex<T> x) { return {Vec<T>(x.re), Vec<T>(x.im)}; }
   ORV_INLINE static void store(Complex<T>* p, Value v) {
@@ -60,7 +64,7 @@ template <class T> struct Lanes<Complex<T>> {
     if (m > half) simd::store_part(&p[half].re, simd::first_lanes<T>(2 * (m - low)), high_half(v));
   }
 
-private:
+ private:
   ORV_INLINE static Value arrange(Vec<T> a, Vec<T> b) {
     Value const v = separate(a, b);
     return {in_order(v.re), in_order(v.im)};
@@ -77,14 +81,17 @@ private:
 };
 
 // ---- operands and results ----
-template <class E> struct RealOf {
+template <class E>
+struct RealOf {
   using type = E;
 };
-template <class T> struct RealOf<Complex<T>> {
+template <class T>
+struct RealOf<Complex<T>> {
   using type = T;
 };
 
-template <class E> struct ContiguousIn {
+template <class E>
+struct ContiguousIn {
   using Element = E;
   const E* p;
   using Real = typename RealOf<E>::type;
@@ -93,17 +100,21 @@ template <class E> struct ContiguousIn {
   Strided<const E> whole() const { return {p, 1}; }
 };
 
-template <class E> struct ContiguousOut {
+template <class E>
+struct ContiguousOut {
   using Element = E;
   E* p;
   ORV_INLINE void store(int i, typename Lanes<E>::Value v) const { Lanes<E>::store(p + i, v); }
-  ORV_INLINE void store_part(int i, int m, typename Lanes<E>::Value v) const { Lanes<E>::store_part(p + i, m, v); }
+  ORV_INLINE void store_part(int i, int m, typename Lanes<E>::Value v) const {
+    Lanes<E>::store_part(p + i, m, v);
+  }
   E& at(int i) const { return p[i]; }
   Strided<E> whole() const { return {p, 1}; }
 };
 
 // One value for all elements; it lives in the entry's frame while the call runs.
-template <class E> struct ScalarIn {
+template <class E>
+struct ScalarIn {
   using Element = E;
   const E* p;
   using Real = typename RealOf<E>::type;
@@ -112,7 +123,8 @@ template <class E> struct ScalarIn {
   Strided<const E> whole() const { return {p, 0}; }
 };
 
-template <class E> struct StridedIn {
+template <class E>
+struct StridedIn {
   using Element = E;
   const E* p;
   std::ptrdiff_t stride;
@@ -137,7 +149,7 @@ template <class E> struct StridedIn {
   }
   Strided<const E> whole() const { return {p, stride}; }
 
-private:
+ private:
   // By integer moves: a signalling NaN stays one, on every target.
   ORV_INLINE static void copy(E& to, const E& from) { __builtin_memcpy(&to, &from, sizeof(E)); }
   ORV_INLINE static E filled(Real fill) {
@@ -148,7 +160,8 @@ private:
   }
 };
 
-template <class E> struct StridedOut {
+template <class E>
+struct StridedOut {
   using Element = E;
   E* p;
   std::ptrdiff_t stride;

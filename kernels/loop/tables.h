@@ -13,13 +13,15 @@
 namespace orv {
 
 // A name as a template argument.
-template <std::size_t N> struct Name {
+template <std::size_t N>
+struct Name {
   char text[N];
   consteval Name(const char (&s)[N]) { std::copy_n(s, N, text); }
 };
 
 // What the six strided kernels report that spell their name with the I; all others leave it out.
-template <Name name> consteval auto strided_name() {
+template <Name name>
+consteval auto strided_name() {
   constexpr std::string_view with_i[] = {"vsCbrt", "vsInvCbrt", "vsAcosh", "vsAsinh", "vzExp", "vzSqrt"};
   char text[sizeof(name.text) + 1] = {};
   std::copy_n(name.text, sizeof(name.text), text);
@@ -27,16 +29,19 @@ template <Name name> consteval auto strided_name() {
     text[sizeof(name.text) - 1] = 'I';
   return Name<sizeof(text)>(text);
 }
-template <Name name> inline constexpr auto report_name = name;
+template <Name name>
+inline constexpr auto report_name = name;
 
 // A kernel table and its cost table, side by side.
-template <class F> struct TablePair {
+template <class F>
+struct TablePair {
   F* slot[3];
   float cost[3];
 };
 
 // The slot as it stands in memory: a call through a table is never folded into a call of the kernel.
-template <class F> ORV_INLINE F* slot_of(TablePair<F> const& pair, int k) {
+template <class F>
+ORV_INLINE F* slot_of(TablePair<F> const& pair, int k) {
   F* const* slot = &pair.slot[k];
   __asm__("" : "+r"(slot));
   return *slot;
@@ -45,9 +50,11 @@ template <class F> ORV_INLINE F* slot_of(TablePair<F> const& pair, int k) {
 namespace loop {
 
 // The entries of one kernel, by form. `pair` is the contiguous table, for strided calls with unit strides.
-template <class K, Form form, Name name> struct Entry;
+template <class K, Form form, Name name>
+struct Entry;
 
-template <class K, Name name> struct Entry<K, Form::unary, name> {
+template <class K, Name name>
+struct Entry<K, Form::unary, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, R* r) {
@@ -56,7 +63,8 @@ template <class K, Name name> struct Entry<K, Form::unary, name> {
     ContiguousOut<R> const out{r};
     run(control, K(), n, in, in, out, out, report_name<name>.text);
   }
-  template <auto& pair, int k> static void strided(int n, const A* a, int inca, R* r, int incr) {
+  template <auto& pair, int k>
+  static void strided(int n, const A* a, int inca, R* r, int incr) {
     if (inca == 1 && incr == 1) return slot_of(pair, k)(n, a, r);
     ControlState const control;
     StridedIn<A> const in{a, inca};
@@ -65,7 +73,8 @@ template <class K, Name name> struct Entry<K, Form::unary, name> {
   }
 };
 
-template <class K, Name name> struct Entry<K, Form::binary, name> {
+template <class K, Name name>
+struct Entry<K, Form::binary, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, const A* b, R* r) {
@@ -83,7 +92,8 @@ template <class K, Name name> struct Entry<K, Form::binary, name> {
   }
 };
 
-template <class K, Name name> struct Entry<K, Form::two_results, name> {
+template <class K, Name name>
+struct Entry<K, Form::two_results, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, R* r1, R* r2) {
@@ -102,11 +112,12 @@ template <class K, Name name> struct Entry<K, Form::two_results, name> {
 };
 
 // A kernel with entries of its own (a template named Entries in its class) in place of those of its form.
-template <class K, Form form, Name name> struct EntryOf {
+template <class K, Form form, Name name>
+struct EntryOf {
   using type = Entry<K, form, name>;
 };
 template <class K, Form form, Name name>
-  requires requires { typename K::template Entries<name>; }
+requires requires { typename K::template Entries<name>; }
 struct EntryOf<K, form, name> {
   using type = typename K::template Entries<name>;
 };
@@ -140,30 +151,34 @@ consteval auto strided_pair(Costs cost) {
 // The pair's own symbol is the kernel table; the cost table is an alias into it, and the thunks jump through
 // a hidden alias, which needs no run-time relocation.
 #ifdef _WIN32
-#define ORV_HIDDEN_ALIAS(pair)
+#  define ORV_HIDDEN_ALIAS(pair)
 #else
-#define ORV_HIDDEN_ALIAS(pair)                                                                                    \
-  ".globl orv_slots_" pair "\n\t.hidden orv_slots_" pair "\n\t.set orv_slots_" pair ", orv_elw_kernel_" pair     \
-  "_ttab\n\t.type orv_elw_kernel_" pair "_ctab, @object\n\t.size orv_elw_kernel_" pair "_ctab, 12\n"
+#  define ORV_HIDDEN_ALIAS(pair)                                                                             \
+    ".globl orv_slots_" pair "\n\t.hidden orv_slots_" pair "\n\t.set orv_slots_" pair                        \
+    ", orv_elw_kernel_" pair "_ttab\n\t.type orv_elw_kernel_" pair                                           \
+    "_ctab, @object\n\t.size orv_elw_kernel_" pair "_ctab, 12\n"
 #endif
 #define ORV_STRING_(x) #x
 #define ORV_STRING(x) ORV_STRING_(x)
 #define ORV_SYMBOL_PREFIX ORV_STRING(__USER_LABEL_PREFIX__)
 #define ORV_SLOT_BYTES ORV_STRING(__SIZEOF_POINTER__)
-#define ORV_TABLE_ALIASES(pair)                                                                                   \
-  __asm__(".globl " ORV_SYMBOL_PREFIX "orv_elw_kernel_" pair "_ctab\n\t.set " ORV_SYMBOL_PREFIX                  \
-          "orv_elw_kernel_" pair "_ctab, " ORV_SYMBOL_PREFIX "orv_elw_kernel_" pair "_ttab + 3 * " ORV_SLOT_BYTES \
-          "\n\t" ORV_HIDDEN_ALIAS(pair))
+#define ORV_TABLE_ALIASES(pair)                                                                              \
+  __asm__(".globl " ORV_SYMBOL_PREFIX "orv_elw_kernel_" pair "_ctab\n\t.set " ORV_SYMBOL_PREFIX              \
+          "orv_elw_kernel_" pair "_ctab, " ORV_SYMBOL_PREFIX "orv_elw_kernel_" pair                          \
+          "_ttab + 3 * " ORV_SLOT_BYTES "\n\t" ORV_HIDDEN_ALIAS(pair))
 
-#define ORV_TYPED_KERNEL(x, T, name, Kernel)                                                                      \
-  extern "C" __attribute__((visibility("default"), used)) constinit const auto orv_elw_kernel_##x##name##_ttab =  \
-      orv::loop::contiguous_pair<Kernel, T, orv::function(#x[0], #name).form,                                     \
-                                 orv::function(#x[0], #name).slots, "v" #x #name>(orv::cost(#x #name));           \
-  extern "C" __attribute__((visibility("default"), used)) constinit const auto orv_elw_kernel_##x##name##I_ttab = \
-      orv::loop::strided_pair<Kernel, T, orv::function(#x[0], #name).form, orv::function(#x[0], #name).slots,     \
-                              "v" #x #name, orv_elw_kernel_##x##name##_ttab>(orv::cost(#x #name "I"));            \
-  ORV_TABLE_ALIASES(#x #name);                                                                                    \
+#define ORV_TYPED_KERNEL(x, T, name, Kernel)                                                                 \
+  extern "C"                                                                                                 \
+      __attribute__((visibility("default"), used)) constinit const auto orv_elw_kernel_##x##name##_ttab =    \
+          orv::loop::contiguous_pair<Kernel, T, orv::function(#x[0], #name).form,                            \
+                                     orv::function(#x[0], #name).slots, "v" #x #name>(orv::cost(#x #name));  \
+  extern "C"                                                                                                 \
+      __attribute__((visibility("default"), used)) constinit const auto orv_elw_kernel_##x##name##I_ttab =   \
+          orv::loop::strided_pair<Kernel, T, orv::function(#x[0], #name).form,                               \
+                                  orv::function(#x[0], #name).slots, "v" #x #name,                           \
+                                  orv_elw_kernel_##x##name##_ttab>(orv::cost(#x #name "I"));                 \
+  ORV_TABLE_ALIASES(#x #name);                                                                               \
   ORV_TABLE_ALIASES(#x #name "I")
-#define ORV_KERNEL(name, Kernel)                                                                                  \
-  ORV_TYPED_KERNEL(s, float, name, Kernel);                                                                       \
+#define ORV_KERNEL(name, Kernel)                                                                             \
+  ORV_TYPED_KERNEL(s, float, name, Kernel);                                                                  \
   ORV_TYPED_KERNEL(d, double, name, Kernel)

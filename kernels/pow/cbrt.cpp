@@ -35,7 +35,9 @@ struct CbrtTraits {
                         0.03017832647462277, -0.023472031702484377, 0.019001168521058782);
   }
   static D p_ha(D z) { return p_la(z); }
-  static D p_ep(D z) { return simd::horner(z, 0.333333332879888810663, -0.111118647656868241302, 6.1737665758863447e-2); }
+  static D p_ep(D z) {
+    return simd::horner(z, 0.333333332879888810663, -0.111118647656868241302, 6.1737665758863447e-2);
+  }
 };
 struct InvCbrtTraits {
   static constexpr auto &s = table_s_invcbrt, &s_pairs = table_s_invcbrt_pairs;
@@ -46,11 +48,13 @@ struct InvCbrtTraits {
   static F p_ha(F z) { return p_la(z); }
   static constexpr float ep = -0.33337563f;
   static D p_la(D z) {
-    return simd::horner(z, -0.33333333333333331, 0.22222222222236869, -0.17283950617333108, 0.14403291700888321,
-                        -0.12482852388436326, 0.11099802583289843, -0.10043833280213887);
+    return simd::horner(z, -0.33333333333333331, 0.22222222222236869, -0.17283950617333108,
+                        0.14403291700888321, -0.12482852388436326, 0.11099802583289843, -0.10043833280213887);
   }
   static D p_ha(D z) { return p_la(z); }
-  static D p_ep(D z) { return simd::horner(z, -0.33333333145988736, 0.2222486011998854, -0.17287781748822784); }
+  static D p_ep(D z) {
+    return simd::horner(z, -0.33333333145988736, 0.2222486011998854, -0.17287781748822784);
+  }
 };
 struct Pow2o3Traits {
   static constexpr auto &s = table_s_pow2o3, &s_pairs = table_s_pow2o3_pairs;
@@ -61,20 +65,26 @@ struct Pow2o3Traits {
   static F p_ha(F z) { return simd::horner(z, 0.666666687f, -0.111116387f, 4.9388621e-2f); }
   static constexpr float ep = 0.66667879f;
   static D p_la(D z) {
-    return simd::horner(z, 0.66666666666666663, -0.11111111111112443, 4.9382716049422112e-2, -2.8806583925644950e-2,
-                        1.9204388905668056e-2, -1.3873412208522991e-2, 1.0571268481974795e-2);
+    return simd::horner(z, 0.66666666666666663, -0.11111111111112443, 4.9382716049422112e-2,
+                        -2.8806583925644950e-2, 1.9204388905668056e-2, -1.3873412208522991e-2,
+                        1.0571268481974795e-2);
   }
   static D p_ha(D z) { return p_la(z); }
-  static D p_ep(D z) { return simd::horner(z, 0.66666666637788489, -0.11111638659808376, 4.9388619204011212e-2); }
+  static D p_ep(D z) {
+    return simd::horner(z, 0.66666666637788489, -0.11111638659808376, 4.9388619204011212e-2);
+  }
 };
 
 // The exponent divided by 3: x = 2^(3 (q - q_of_one) + r) m; row is 32 r + j.
-template <class T> constexpr int q_of_one = sizeof(T) == 4 ? 42 : 341;
-template <class T> struct Parts {
+template <class T>
+constexpr int q_of_one = sizeof(T) == 4 ? 42 : 341;
+template <class T>
+struct Parts {
   Vec<T> m, middle; // m and m_j
   Bits<T> q, row;
 };
-template <class T> ORV_INLINE Parts<T> take_apart(Vec<T> x) {
+template <class T>
+ORV_INLINE Parts<T> take_apart(Vec<T> x) {
   constexpr int bits = simd::Format<T>::mantissa_bits;
   constexpr auto one = static_cast<simd::UnsignedOf<T>>(simd::Format<T>::bias) << bits;
   Bits<T> const b = simd::bits(simd::magnitude(x));
@@ -97,7 +107,8 @@ template <class T> ORV_INLINE Parts<T> take_apart(Vec<T> x) {
           simd::from_bits((b & Bits<T>(kept)) | Bits<T>(one | half)), q, simd::shift_left<5>(r) + j};
 }
 
-template <class Traits, class T, Level level> struct CubeRoot {
+template <class Traits, class T, Level level>
+struct CubeRoot {
   using Operand = T;
   using Result = T;
   using V = Vec<T>;
@@ -153,7 +164,7 @@ template <class Traits, class T, Level level> struct CubeRoot {
     return ORV_STATUS_OK;
   }
 
-private:
+ private:
   ORV_INLINE static simd::VecPair<T> with_low_part(Bits<T> index) {
     if constexpr (sizeof(T) == 4)
       return simd::lookup_pair(Traits::s_pairs, index);
@@ -168,9 +179,12 @@ private:
   }
 };
 
-template <class T, Level level> struct Cbrt : CubeRoot<CbrtTraits, T, level> {};
-template <class T, Level level> struct InvCbrt : CubeRoot<InvCbrtTraits, T, level> {};
-template <class T, Level level> struct Pow2o3 : CubeRoot<Pow2o3Traits, T, level> {};
+template <class T, Level level>
+struct Cbrt : CubeRoot<CbrtTraits, T, level> {};
+template <class T, Level level>
+struct InvCbrt : CubeRoot<InvCbrtTraits, T, level> {};
+template <class T, Level level>
+struct Pow2o3 : CubeRoot<Pow2o3Traits, T, level> {};
 
 } // namespace
 } // namespace orv

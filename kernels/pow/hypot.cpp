@@ -14,10 +14,12 @@ namespace {
 using namespace power;
 
 // a^2 + b^2 = q + low.
-template <class T> struct Sum {
+template <class T>
+struct Sum {
   Vec<T> q, low;
 };
-template <class T> ORV_INLINE Sum<T> squares_in_two(Vec<T> a, Vec<T> b) {
+template <class T>
+ORV_INLINE Sum<T> squares_in_two(Vec<T> a, Vec<T> b) {
   // In this order of operands a NaN of either comes through one of the two.
   Vec<T> const x = simd::magnitude(a), y = simd::magnitude(b), m = simd::max(x, y), n = simd::min(y, x);
   Vec<T> const p = m * m, p_low = simd::fms(m, m, p), t = n * n, t_low = simd::fms(n, n, t);
@@ -25,7 +27,8 @@ template <class T> ORV_INLINE Sum<T> squares_in_two(Vec<T> a, Vec<T> b) {
   return {q, ((p - q) + t) + (p_low + t_low)};
 }
 
-template <class T, Level level> struct Hypot {
+template <class T, Level level>
+struct Hypot {
   using Operand = T;
   using Result = T;
   using V = Vec<T>;

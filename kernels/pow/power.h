@@ -15,21 +15,24 @@ using tables::table_log_hi, tables::table_log_lo, tables::table_power, tables::t
 using scalar::fma;
 using scalar::fms;
 
-template <class R> struct TwoTerms {
+template <class R>
+struct TwoTerms {
   R hi, lo;
 };
 
 // log2 of 2^e / y' (1 + z) with the table's row t: e + t.hi is exact, z log2(e) joins it in two terms, and the
 // quadratic term too, so that the error stays below 2^-73 of the sum; R is a vector or a double.
-template <class R> ORV_INLINE TwoTerms<R> log2_in_two(R e, R z, R t_hi, R t_lo) {
+template <class R>
+ORV_INLINE TwoTerms<R> log2_in_two(R e, R z, R t_hi, R t_lo) {
   constexpr double c1 = 1.4426950408889634, c1_lo = 2.0363441957695363e-17, c2 = -0.7213475204444817,
                    c2_lo = -1.0181720978847682e-17;
   R const p = z * R(c1), p_lo = fma(z, R(c1_lo), fms(z, R(c1), p));
   R const w = z * z, w_lo = fms(z, z, w);
   R const t2 = w * R(c2), t2_lo = fma(w, R(c2_lo), fma(w_lo, R(c2), fms(w, R(c2), t2)));
-  R const tail = (w * z) * fma(z, fma(z, fma(z, R(-0.24028965633949217), R(0.28853932378999636)),
-                                      R(-0.3606737604030723)),
-                               R(0.48089834696286016));
+  R const tail =
+      (w * z) * fma(z,
+                    fma(z, fma(z, R(-0.24028965633949217), R(0.28853932378999636)), R(-0.3606737604030723)),
+                    R(0.48089834696286016));
   R const base = e + t_hi;
   R const s1 = base + p, e1 = p - (s1 - base);
   R const s2 = s1 + t2, e2 = t2 - (s2 - s1);
@@ -39,11 +42,13 @@ template <class R> ORV_INLINE TwoTerms<R> log2_in_two(R e, R z, R t_hi, R t_lo) 
 }
 
 // 2^r - 1 for |r| up to 2^-9.
-template <class R> ORV_INLINE R exp2_minus_one(R r) {
-  return r * fma(r,
-                 fma(r, fma(r, fma(r, R(0.0013333417185814622), R(0.009618129107628477)), R(0.05550410866482158)),
-                     R(0.24022650695910072)),
-                 R(0.6931471805599453));
+template <class R>
+ORV_INLINE R exp2_minus_one(R r) {
+  return r *
+         fma(r,
+             fma(r, fma(r, fma(r, R(0.0013333417185814622), R(0.009618129107628477)), R(0.05550410866482158)),
+                 R(0.24022650695910072)),
+             R(0.6931471805599453));
 }
 
 // ---- scalar: the general case of the repairs ----
@@ -79,20 +84,21 @@ inline ScaledPower scaled_power(double x, double y) {
 }
 
 // 0: y is no integer, 1: odd, 2: even.
-template <class T> ORV_INLINE int integer_kind(T y) {
+template <class T>
+ORV_INLINE int integer_kind(T y) {
   constexpr int bits = simd::Format<T>::mantissa_bits, bias = simd::Format<T>::bias;
   int const e = scalar::biased_exponent(y) - bias;
   if (e < 0) return 0;
   if (e > bits) return 2;
-  auto const significand =
-      (scalar::bits(y) & simd::mantissa_mask<T>) | (simd::UnsignedOf<T>{1} << bits);
+  auto const significand = (scalar::bits(y) & simd::mantissa_mask<T>) | (simd::UnsignedOf<T>{1} << bits);
   int const below = bits - e; // bits behind the binary point
   if (significand & ((simd::UnsignedOf<T>{1} << below) - 1)) return 0;
   return (significand >> below) & 1 ? 1 : 2;
 }
 
 // A finite non-zero power with the sign of the result.
-template <class T> ORV_INLINE int deliver_power(T x, T y, bool minus, T& r) {
+template <class T>
+ORV_INLINE int deliver_power(T x, T y, bool minus, T& r) {
   ScaledPower const p = scaled_power(static_cast<double>(scalar::magnitude(x)), static_cast<double>(y));
   int status;
   if (p.range > 0) {
@@ -109,7 +115,8 @@ template <class T> ORV_INLINE int deliver_power(T x, T y, bool minus, T& r) {
 }
 
 // The first row that fits decides.
-template <class T> int repair_pow(T x, T y, T& r) {
+template <class T>
+int repair_pow(T x, T y, T& r) {
   int const kind = integer_kind(y);
   bool const odd = kind == 1 && !scalar::not_finite(y);
   if (y == T(0) || x == T(1)) {
@@ -147,12 +154,14 @@ template <class T> int repair_pow(T x, T y, T& r) {
 }
 
 // The domain is x at or above 0; 0^0, inf^0 and 1^inf are indeterminate.
-template <class T> int repair_powr(T x, T y, T& r) {
+template <class T>
+int repair_powr(T x, T y, T& r) {
   if (scalar::is_nan(x) || scalar::is_nan(y)) {
     r = scalar::nan_of(x, y);
     return ORV_STATUS_OK;
   }
-  if (x < T(0) || (y == T(0) && (x == T(0) || scalar::is_infinite(x))) || (x == T(1) && scalar::is_infinite(y))) {
+  if (x < T(0) || (y == T(0) && (x == T(0) || scalar::is_infinite(x))) ||
+      (x == T(1) && scalar::is_infinite(y))) {
     r = scalar::invalid<T>();
     return ORV_STATUS_DOMAIN;
   }
@@ -171,20 +180,24 @@ template <class T> int repair_powr(T x, T y, T& r) {
 
 ORV_INLINE F lane_table(const float (&t)[8]) { return simd::load(t); }
 
-template <class T, Level level> struct PowerBody;
+template <class T, Level level>
+struct PowerBody;
 
 // x not positive, normal and finite (and in LA so large that its reciprocal is denormal).
-template <class T> ORV_INLINE unsigned bad_base(Vec<T> x, T largest) {
+template <class T>
+ORV_INLINE unsigned bad_base(Vec<T> x, T largest) {
   Vec<T> const low = simd::compare<_CMP_LT_OQ>(x, Vec<T>(simd::Format<T>::smallest_normal));
   Vec<T> const high = simd::compare<_CMP_NLE_UQ>(x, Vec<T>(largest));
   return simd::lane_mask(low | high);
 }
-template <class T> ORV_INLINE unsigned above(Vec<T> w, T limit) {
+template <class T>
+ORV_INLINE unsigned above(Vec<T> w, T limit) {
   return simd::lane_mask(simd::compare<_CMP_NLE_UQ>(simd::magnitude(w), Vec<T>(limit)));
 }
 
 // s, LA: log2 with a reciprocal of 3 bits and tables in registers; two terms throughout.
-template <> struct PowerBody<float, Level::LA> {
+template <>
+struct PowerBody<float, Level::LA> {
   ORV_INLINE static F eval(F x, F y, unsigned& lanes) {
     Bits<float> const c_bits =
         (simd::bits(simd::approximate_reciprocal(x)) + Bits<float>(0x00080000)) & Bits<float>(0xFFF00000);
@@ -201,8 +214,8 @@ template <> struct PowerBody<float, Level::LA> {
     F const quadratic_lo = simd::fma(square_lo, F(c2), simd::fms(square, F(c2), quadratic));
     F const p = simd::horner(z, 0.48089835047721863f, -0.36067134141921997f, 0.2885349988937378f,
                              -0.24168692529201508f, 0.20751520991325378f);
-    F const tail = simd::fma(square * z, p,
-                             simd::fma(z, F(1.925904236088627e-08f), simd::pick8(lane_table(table_log_lo), j)));
+    F const tail = simd::fma(
+        square * z, p, simd::fma(z, F(1.925904236088627e-08f), simd::pick8(lane_table(table_log_lo), j)));
     F const s1 = base + head;
     F const s = s1 + quadratic;
     F const low = (((head - (s1 - base)) + head_lo) + ((quadratic - (s - s1)) + quadratic_lo)) + tail;
@@ -220,12 +233,13 @@ template <> struct PowerBody<float, Level::LA> {
 };
 
 // s, EP: the logarithm and the exponential of their own LA and EP kernels, in plain float.
-template <> struct PowerBody<float, Level::EP> {
+template <>
+struct PowerBody<float, Level::EP> {
   ORV_INLINE static F eval(F x, F y, unsigned& lanes) {
     auto const [e, f, exponent] = logarithm::split(x);
     F const q = logarithm::with_quadratic_tail(f, -0.5f, 0.33336564898490906f, -0.25004664063453674f,
-                                               0.19822503626346588f, -0.16462457180023193f, 0.16964881122112274f,
-                                               -0.15177205204963684f);
+                                               0.19822503626346588f, -0.16462457180023193f,
+                                               0.16964881122112274f, -0.15177205204963684f);
     F const log = simd::fma(e, F(0.693145751953125f), simd::fma(e, F(1.428606765330187e-06f), q));
     F const w = y * log;
     lanes = logarithm::not_positive_normal(x) | above(w, 87.30078125f);
@@ -238,7 +252,8 @@ template <> struct PowerBody<float, Level::EP> {
 };
 
 // s, HA: in double precision, two halves of four lanes.
-template <> struct PowerBody<float, Level::HA> {
+template <>
+struct PowerBody<float, Level::HA> {
   ORV_INLINE static F eval(F x, F y, unsigned& lanes) {
     unsigned low_lanes, high_lanes;
     __m128 const low = half(_mm256_castps256_ps128(x.v), _mm256_castps256_ps128(y.v), low_lanes);
@@ -249,7 +264,7 @@ template <> struct PowerBody<float, Level::HA> {
     return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
   }
 
-private:
+ private:
   ORV_INLINE static __m128 half(__m128 x_s, __m128 y_s, unsigned& lanes) {
     D const x = _mm256_cvtps_pd(x_s), y = _mm256_cvtps_pd(y_s);
     auto const s = logarithm::split(x);
@@ -271,7 +286,8 @@ private:
 };
 
 // d: log2 by the reciprocal scheme, 2^w with 256 entries.
-template <Level level> struct PowerBody<double, level> {
+template <Level level>
+struct PowerBody<double, level> {
   ORV_INLINE static D eval(D x, D y, unsigned& lanes) {
     auto const s = logarithm::split(x);
     D const z = s.z;
@@ -291,8 +307,8 @@ template <Level level> struct PowerBody<double, level> {
         D const p = z * D(1.4426950408889634);
         D const p_lo = simd::fma(z, D(2.0363441957695363e-17), simd::fms(z, D(1.4426950408889634), p));
         D const tail = simd::fma(z * z,
-                                 simd::horner(z, -0.7213475204444817, 0.48089834696286016, -0.3606737604030723,
-                                              0.28853932378999636, -0.24028965633949217),
+                                 simd::horner(z, -0.7213475204444817, 0.48089834696286016,
+                                              -0.3606737604030723, 0.28853932378999636, -0.24028965633949217),
                                  t.lo);
         D const base = s.e + t.hi, sum = base + p;
         D const low = ((p - (sum - base)) + p_lo) + tail;
@@ -319,7 +335,8 @@ template <Level level> struct PowerBody<double, level> {
       D const t = simd::lookup(table_power256_hi, index);
       D q;
       if constexpr (level == Level::LA)
-        q = r * simd::horner(r, 0.6931471805599393, 0.2402265069590989, 0.05550411502275782, 0.009618130135900836);
+        q = r * simd::horner(r, 0.6931471805599393, 0.2402265069590989, 0.05550411502275782,
+                             0.009618130135900836);
       else
         q = r * simd::horner(r, 0.6931471805599393, 0.2402265069590989);
       p = simd::fma(t, q, t);

@@ -8,7 +8,8 @@ namespace {
 
 using namespace power;
 
-template <class T, Level level> struct PowxGeneral {
+template <class T, Level level>
+struct PowxGeneral {
   using Operand = T;
   using Result = T;
   static constexpr int operands = 2, results = 1, unroll = 1;
@@ -18,7 +19,8 @@ template <class T, Level level> struct PowxGeneral {
 
 // x^n by a chain of multiplications, without any test: overflow is silent. The errors of n - 1 products add up;
 // from n = 6 on the chain keeps them in a second term where four ulp are promised.
-template <class T, int n, bool careful = false> struct IntegerPower {
+template <class T, int n, bool careful = false>
+struct IntegerPower {
   using Operand = T;
   using Result = T;
   using V = Vec<T>;
@@ -47,7 +49,7 @@ template <class T, int n, bool careful = false> struct IntegerPower {
     return (x4 * x4) * x;
   }
 
-private:
+ private:
   struct Terms {
     V hi, lo;
   };
@@ -59,8 +61,8 @@ private:
 
 // Tables of the functions that special exponents call: contiguous and strided, by type.
 extern "C" {
-#define ORV_CALLED(x, T, name)                                                                                    \
-  extern const TablePair<void(int, const T*, T*)> orv_elw_kernel_##x##name##_ttab;                                \
+#define ORV_CALLED(x, T, name)                                                                               \
+  extern const TablePair<void(int, const T*, T*)> orv_elw_kernel_##x##name##_ttab;                           \
   extern const TablePair<void(int, const T*, int, T*, int)> orv_elw_kernel_##x##name##I_ttab;
 #define ORV_CALLED_BOTH(name) ORV_CALLED(s, float, name) ORV_CALLED(d, double, name)
 ORV_CALLED_BOTH(Inv)
@@ -73,7 +75,8 @@ ORV_CALLED_BOTH(Pow2o3)
 }
 
 // The arrays of a call, with the ways to go over them.
-template <class T> struct PowxArrays {
+template <class T>
+struct PowxArrays {
   int n;
   const T* a;
   int inca;
@@ -81,14 +84,16 @@ template <class T> struct PowxArrays {
   int incr;
   bool strided;
 
-  template <class Pair, class PairI> void call(Pair const& pair, PairI const& pair_i, Level level) const {
+  template <class Pair, class PairI>
+  void call(Pair const& pair, PairI const& pair_i, Level level) const {
     if (strided)
       slot_of(pair_i, static_cast<int>(level))(n, a, inca, r, incr);
     else
       slot_of(pair, static_cast<int>(level))(n, a, r);
   }
   PowxArrays on_result() const { return {n, r, incr, r, incr, strided}; }
-  template <class K> void loop(K const& k, const char* name) const {
+  template <class K>
+  void loop(K const& k, const char* name) const {
     ControlState const control;
     if (strided) {
       loop::StridedIn<T> const in{a, inca};
@@ -106,32 +111,41 @@ template <class T> struct PowxArrays {
   }
 };
 
-#define ORV_SLOT_CALL(name)                                                                                       \
-  if constexpr (sizeof(T) == 4)                                                                                   \
-    x.call(orv_elw_kernel_s##name##_ttab, orv_elw_kernel_s##name##I_ttab, level);                                 \
-  else                                                                                                            \
+#define ORV_SLOT_CALL(name)                                                                                  \
+  if constexpr (sizeof(T) == 4)                                                                              \
+    x.call(orv_elw_kernel_s##name##_ttab, orv_elw_kernel_s##name##I_ttab, level);                            \
+  else                                                                                                       \
     x.call(orv_elw_kernel_d##name##_ttab, orv_elw_kernel_d##name##I_ttab, level)
 
-template <class T, Level level, int n> bool integer_power(PowxArrays<T> const& x, T b, const char* name) {
+template <class T, Level level, int n>
+bool integer_power(PowxArrays<T> const& x, T b, const char* name) {
   if (scalar::bits(b) == scalar::bits(T(n))) {
-    x.loop(IntegerPower<T, n, level == Level::LA && (n > 5)>(), name);
+    x.loop(IntegerPower < T, n, level == Level::LA && (n > 5) > (), name);
     return true;
   }
   if constexpr (n < 9) return integer_power<T, level, n + 1>(x, b, name);
   return false;
 }
 
-template <class T, Level level> void inverse(PowxArrays<T> const& x) { ORV_SLOT_CALL(Inv); }
+template <class T, Level level>
+void inverse(PowxArrays<T> const& x) {
+  ORV_SLOT_CALL(Inv);
+}
 
 // The values next to 1/3 and 2/3.
-template <class T> constexpr simd::UnsignedOf<T> third = 0x3EAAAAAB;
-template <> constexpr uint64_t third<double> = 0x3FD5555555555555;
-template <class T> constexpr simd::UnsignedOf<T> two_thirds = 0x3F2AAAAB;
-template <> constexpr uint64_t two_thirds<double> = 0x3FE5555555555555;
+template <class T>
+constexpr simd::UnsignedOf<T> third = 0x3EAAAAAB;
+template <>
+constexpr uint64_t third<double> = 0x3FD5555555555555;
+template <class T>
+constexpr simd::UnsignedOf<T> two_thirds = 0x3F2AAAAB;
+template <>
+constexpr uint64_t two_thirds<double> = 0x3FE5555555555555;
 
 // True if the exponent was one of the special ones. They are told by their bits alone: this runs before the frame,
 // under the caller's control state.
-template <class T, Level level> bool special_exponent(PowxArrays<T> const& x, T b, const char* name) {
+template <class T, Level level>
+bool special_exponent(PowxArrays<T> const& x, T b, const char* name) {
   constexpr bool low = level != Level::HA, ep = level == Level::EP;
   auto is = [b](T value) { return scalar::bits(b) == scalar::bits(value); };
   if (is(T(0.0)) || is(T(-0.0))) {
@@ -179,26 +193,29 @@ template <class T, Level level> bool special_exponent(PowxArrays<T> const& x, T 
   return false;
 }
 
-template <class T, Level level> struct Powx {
-  template <Name name> struct Entries {
+template <class T, Level level>
+struct Powx {
+  template <Name name>
+  struct Entries {
     static void contiguous(int n, const T* a, T b, T* r) {
       PowxArrays<T> const x{n, a, 1, r, 1, false};
       if (special_exponent<T, level>(x, b, report_name<name>.text)) return;
       ControlState const control;
       T const exponent = b;
       loop::ContiguousOut<T> const out{r};
-      loop::run(control, PowxGeneral<T, level>(), n, loop::ContiguousIn<T>{a}, loop::ScalarIn<T>{&exponent}, out,
-                out, report_name<name>.text);
+      loop::run(control, PowxGeneral<T, level>(), n, loop::ContiguousIn<T>{a}, loop::ScalarIn<T>{&exponent},
+                out, out, report_name<name>.text);
     }
-    template <auto& pair, int k> static void strided(int n, const T* a, int inca, T b, T* r, int incr) {
+    template <auto& pair, int k>
+    static void strided(int n, const T* a, int inca, T b, T* r, int incr) {
       if (inca == 1 && incr == 1) return slot_of(pair, k)(n, a, b, r);
       PowxArrays<T> const x{n, a, inca, r, incr, true};
       if (special_exponent<T, level>(x, b, report_name<name>.text)) return;
       ControlState const control;
       T const exponent = b;
       loop::StridedOut<T> const out{r, incr};
-      loop::run(control, PowxGeneral<T, level>(), n, loop::StridedIn<T>{a, inca}, loop::ScalarIn<T>{&exponent}, out,
-                out, report_name<name>.text);
+      loop::run(control, PowxGeneral<T, level>(), n, loop::StridedIn<T>{a, inca},
+                loop::ScalarIn<T>{&exponent}, out, out, report_name<name>.text);
     }
   };
 };

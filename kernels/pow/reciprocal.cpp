@@ -14,7 +14,8 @@ namespace {
 using namespace power;
 
 // The IEEE 754 quotient; a divisor of zero is a pole, whatever the dividend.
-template <class T> int divide(T a, T b, T& r) {
+template <class T>
+int divide(T a, T b, T& r) {
   r = scalar::opaque(a) / b;
   return b == T(0) ? ORV_STATUS_SINGULARITY : ORV_STATUS_OK;
 }
@@ -24,19 +25,23 @@ ORV_INLINE unsigned no_reciprocal(F x, int32_t limit) {
   Bits<float> const t = (simd::bits(x) - Bits<float>(0x00800000)) & Bits<float>(0x7FFFFFFF);
   return simd::lane_mask(simd::greater(t, Bits<float>(limit)));
 }
-template <class T> ORV_INLINE unsigned zero_or_denormal(Vec<T> x) {
+template <class T>
+ORV_INLINE unsigned zero_or_denormal(Vec<T> x) {
   Bits<T> const field = simd::bits(x) & Bits<T>(simd::exponent_mask<T>);
   return simd::lane_mask(simd::equal(field, Bits<T>(0)));
 }
 
-template <class T, int count> struct Quotient {
+template <class T, int count>
+struct Quotient {
   using Operand = T;
   using Result = T;
   static constexpr int operands = count, results = 1, unroll = 2;
 };
 
-template <class T, Level> struct Inv;
-template <Level level> struct Inv<float, level> : Quotient<float, 1> {
+template <class T, Level>
+struct Inv;
+template <Level level>
+struct Inv<float, level> : Quotient<float, 1> {
   F eval(F x) const {
     if constexpr (level == Level::HA) return F(1.0f) / x;
     F const y = simd::approximate_reciprocal(x);
@@ -51,7 +56,8 @@ template <Level level> struct Inv<float, level> : Quotient<float, 1> {
   }
   int repair(float x, float& r) const { return divide(1.0f, x, r); }
 };
-template <Level level> struct Inv<double, level> : Quotient<double, 1> {
+template <Level level>
+struct Inv<double, level> : Quotient<double, 1> {
   D eval(D x) const {
     if constexpr (level != Level::EP) return D(1.0) / x;
     D const y = reciprocal_seed(x);
@@ -60,7 +66,8 @@ template <Level level> struct Inv<double, level> : Quotient<double, 1> {
   }
   unsigned special(D x, D) const {
     if constexpr (level == Level::EP) {
-      Bits<double> const t = (simd::bits(x) - Bits<double>(0x0010000000000000)) & Bits<double>(0x7FFFFFFFFFFFFFFF);
+      Bits<double> const t =
+          (simd::bits(x) - Bits<double>(0x0010000000000000)) & Bits<double>(0x7FFFFFFFFFFFFFFF);
       return simd::lane_mask(simd::greater_upper(t, 0x7FBFFFFF));
     } else {
       return zero_or_denormal(x);
@@ -69,8 +76,10 @@ template <Level level> struct Inv<double, level> : Quotient<double, 1> {
   int repair(double x, double& r) const { return divide(1.0, x, r); }
 };
 
-template <class T, Level> struct Div;
-template <Level level> struct Div<float, level> : Quotient<float, 2> {
+template <class T, Level>
+struct Div;
+template <Level level>
+struct Div<float, level> : Quotient<float, 2> {
   F eval(F a, F b) const {
     if constexpr (level == Level::HA) return a / b;
     F const y = simd::approximate_reciprocal(b);
@@ -85,7 +94,8 @@ template <Level level> struct Div<float, level> : Quotient<float, 2> {
   }
   int repair(float a, float b, float& r) const { return divide(a, b, r); }
 };
-template <Level level> struct Div<double, level> : Quotient<double, 2> {
+template <Level level>
+struct Div<double, level> : Quotient<double, 2> {
   D eval(D a, D b) const { return a / b; }
   unsigned special(D, D b, D) const { return zero_or_denormal(b); }
   int repair(double a, double b, double& r) const { return divide(a, b, r); }

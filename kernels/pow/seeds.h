@@ -14,7 +14,8 @@ using simd::Vec;
 
 // About 1 / x for a normal x whose reciprocal is normal.
 ORV_INLINE D reciprocal_seed(D x) {
-  Bits<double> const m = (simd::bits(x) & Bits<double>(simd::mantissa_mask<double>)) | Bits<double>(0x3FF0000000000000);
+  Bits<double> const m =
+      (simd::bits(x) & Bits<double>(simd::mantissa_mask<double>)) | Bits<double>(0x3FF0000000000000);
   D const y = _mm256_cvtps_pd(_mm_rcp_ps(_mm256_cvtpd_ps(simd::from_bits(m).v)));
   // The sign bit comes along with the exponent: 2^-e by subtraction, then the sign by exclusive or.
   Bits<double> const sign = simd::bits(x) & Bits<double>(simd::sign_mask<double>);
@@ -25,7 +26,8 @@ ORV_INLINE D reciprocal_seed(D x) {
 // About 1 / sqrt(x) for a positive normal x.
 ORV_INLINE D rsqrt_seed(D x) {
   // [0.5, 2), and half of what is left of the exponent.
-  Bits<double> const v = (simd::bits(x) & Bits<double>(0x001FFFFFFFFFFFFF)) | Bits<double>(0x3FE0000000000000);
+  Bits<double> const v =
+      (simd::bits(x) & Bits<double>(0x001FFFFFFFFFFFFF)) | Bits<double>(0x3FE0000000000000);
   D const y = _mm256_cvtps_pd(_mm_rsqrt_ps(_mm256_cvtpd_ps(simd::from_bits(v).v)));
   Bits<double> const half = simd::shift_right<1>(simd::bits(x) & Bits<double>(0x7FE0000000000000));
   return simd::from_bits(simd::bits(y) + Bits<double>(0x1FF0000000000000) - half);

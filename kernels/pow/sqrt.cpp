@@ -16,7 +16,8 @@ namespace {
 
 using namespace power;
 
-template <class T> struct Root {
+template <class T>
+struct Root {
   using Operand = T;
   using Result = T;
   static constexpr int operands = 1, results = 1, unroll = 1;
@@ -24,10 +25,12 @@ template <class T> struct Root {
 
 // ---- the refined root, with a low part where it is asked for ----
 
-template <class T> struct RootOf {
+template <class T>
+struct RootOf {
   Vec<T> root, low; // low: what is missing at HA, else 0
 };
-template <Level level> ORV_INLINE RootOf<float> root(F x, F y) {
+template <Level level>
+ORV_INLINE RootOf<float> root(F x, F y) {
   F const s = x * y;
   if constexpr (level == Level::EP) return {s, F(0.0f)};
   F const h = F(0.5f) * y;
@@ -36,11 +39,13 @@ template <Level level> ORV_INLINE RootOf<float> root(F x, F y) {
   F const s1 = simd::fma(s, e, s), h1 = simd::fma(h, e, h);
   return {s1, h1 * simd::fnma(s1, s1, x)};
 }
-template <Level level> ORV_INLINE RootOf<double> root(D x, D y) {
+template <Level level>
+ORV_INLINE RootOf<double> root(D x, D y) {
   D const s = x * y, e = simd::fnma(s, y, D(1.0));
   if constexpr (level == Level::EP)
     return {s * simd::horner(e, 0.9999999999999803, 0.5000001256825531, 0.37500018328707924), D(0.0)};
-  D const p = simd::horner(e, 0.49999999999997785, 0.37500000000001366, 0.31250016501874495, 0.27343754675366555);
+  D const p =
+      simd::horner(e, 0.49999999999997785, 0.37500000000001366, 0.31250016501874495, 0.27343754675366555);
   D const s1 = simd::fma(s * e, p, s);
   if constexpr (level == Level::LA) return {s1, D(0.0)};
   return {s1, (D(0.5) * y) * simd::fnma(s1, s1, x)};
@@ -51,7 +56,8 @@ ORV_INLINE D seed(D x) { return rsqrt_seed(x); }
 
 // ---- Sqrt ----
 
-template <class T> int repair_sqrt(T x, T& r) {
+template <class T>
+int repair_sqrt(T x, T& r) {
   if (!scalar::is_nan(x) && x < T(0)) {
     r = scalar::invalid<T>();
     return ORV_STATUS_DOMAIN;
@@ -60,14 +66,16 @@ template <class T> int repair_sqrt(T x, T& r) {
   return ORV_STATUS_OK;
 }
 
-template <class T> ORV_INLINE Vec<T> sqrt_mask(Vec<T> x) {
+template <class T>
+ORV_INLINE Vec<T> sqrt_mask(Vec<T> x) {
   if constexpr (sizeof(T) == 4)
     return power::not_positive_normal(x);
   else
     return outside_upper(x, 0x00100000, 0x7FCFFFFF);
 }
 
-template <class T, Level level> struct Sqrt : Root<T> {
+template <class T, Level level>
+struct Sqrt : Root<T> {
   static constexpr int unroll = 2;
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> const mask = sqrt_mask(x);
@@ -80,7 +88,8 @@ template <class T, Level level> struct Sqrt : Root<T> {
 
 // ---- InvSqrt ----
 
-template <class T, Level level> struct InvSqrt : Root<T> {
+template <class T, Level level>
+struct InvSqrt : Root<T> {
   static constexpr int unroll = 2;
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> mask;
@@ -127,7 +136,8 @@ template <class T, Level level> struct InvSqrt : Root<T> {
       bool const small = x < 1;
       double const scaled = scalar::opaque(x) * (small ? 0x1p120 : 0x1p-120);
       double const s = scalar::sqrt(scaled), y = 1.0 / s;
-      double const w = scaled * y, rest = scalar::fma(-scalar::fma(scaled, y, -w), y, scalar::fma(-w, y, 1.0));
+      double const w = scaled * y,
+                   rest = scalar::fma(-scalar::fma(scaled, y, -w), y, scalar::fma(-w, y, 1.0));
       r = scalar::fma(0.5 * y, rest, y) * (small ? 0x1p60 : 0x1p-60);
     }
     return ORV_STATUS_OK;
@@ -136,7 +146,8 @@ template <class T, Level level> struct InvSqrt : Root<T> {
 
 // ---- Pow3o2 = x sqrt(x) ----
 
-template <class T, Level level> struct Pow3o2 : Root<T> {
+template <class T, Level level>
+struct Pow3o2 : Root<T> {
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> mask;
     if constexpr (sizeof(T) == 4) { // results stay in the normal range

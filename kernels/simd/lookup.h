@@ -6,10 +6,12 @@
 namespace orv::simd {
 
 // A table row with a low part.
-template <class T> struct Pair {
+template <class T>
+struct Pair {
   T hi, lo;
 };
-template <class T> struct VecPair {
+template <class T>
+struct VecPair {
   Vec<T> hi, lo;
 };
 
@@ -21,11 +23,15 @@ ORV_INLINE Offsets4 extract(Bits<double> index) {
   __m128i const low = _mm256_castsi256_si128(index.v), high = _mm256_extracti128_si256(index.v, 1);
 #ifdef __x86_64__
   // The upper halves are 0: an index is masked.
-  return {{static_cast<std::size_t>(_mm_cvtsi128_si64(low)), static_cast<std::size_t>(_mm_extract_epi64(low, 1)),
-           static_cast<std::size_t>(_mm_cvtsi128_si64(high)), static_cast<std::size_t>(_mm_extract_epi64(high, 1))}};
+  return {{static_cast<std::size_t>(_mm_cvtsi128_si64(low)),
+           static_cast<std::size_t>(_mm_extract_epi64(low, 1)),
+           static_cast<std::size_t>(_mm_cvtsi128_si64(high)),
+           static_cast<std::size_t>(_mm_extract_epi64(high, 1))}};
 #else
-  return {{static_cast<std::size_t>(_mm_cvtsi128_si32(low)), static_cast<std::size_t>(_mm_extract_epi32(low, 2)),
-           static_cast<std::size_t>(_mm_cvtsi128_si32(high)), static_cast<std::size_t>(_mm_extract_epi32(high, 2))}};
+  return {{static_cast<std::size_t>(_mm_cvtsi128_si32(low)),
+           static_cast<std::size_t>(_mm_extract_epi32(low, 2)),
+           static_cast<std::size_t>(_mm_cvtsi128_si32(high)),
+           static_cast<std::size_t>(_mm_extract_epi32(high, 2))}};
 #endif
 }
 
@@ -35,7 +41,9 @@ ORV_INLINE Vec<double> lookup(const double* table, Offsets4 o) {
   __m128d const high = _mm_loadh_pd(_mm_load_sd(table + o.i[2]), table + o.i[3]);
   return _mm256_insertf128_pd(_mm256_castpd128_pd256(low), high, 1);
 }
-ORV_INLINE Vec<double> lookup(const double* table, Bits<double> index) { return lookup(table, extract(index)); }
+ORV_INLINE Vec<double> lookup(const double* table, Bits<double> index) {
+  return lookup(table, extract(index));
+}
 
 // `offset` counts half entries: twice the index, so that the hardware's scaling by 8 serves.
 ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Offsets4 o) {
@@ -73,7 +81,9 @@ ORV_INLINE VecPair<float> lookup_pair(const Pair<float>* table, Bits<float> inde
 }
 
 // In-register tables: the low bits of each lane pick one of 4 or 8 entries.
-ORV_INLINE Vec<float> pick4(Vec<float> table, Bits<float> index) { return _mm256_permutevar_ps(table.v, index.v); }
+ORV_INLINE Vec<float> pick4(Vec<float> table, Bits<float> index) {
+  return _mm256_permutevar_ps(table.v, index.v);
+}
 ORV_INLINE Vec<float> pick8(Vec<float> table, Bits<float> index) {
   return _mm256_permutevar8x32_ps(table.v, index.v);
 }

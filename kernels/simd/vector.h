@@ -15,32 +15,40 @@
 namespace orv::simd {
 
 // The integer of a type's width.
-template <class T> using SignedOf = std::conditional_t<sizeof(T) == 4, int32_t, int64_t>;
-template <class T> using UnsignedOf = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+template <class T>
+using SignedOf = std::conditional_t<sizeof(T) == 4, int32_t, int64_t>;
+template <class T>
+using UnsignedOf = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
 
-template <class T> struct Format; // of IEEE 754
-template <> struct Format<float> {
+template <class T>
+struct Format; // of IEEE 754
+template <>
+struct Format<float> {
   static constexpr int mantissa_bits = 23, bias = 127;
   static constexpr float smallest_normal = 0x1p-126f, largest = 0x1.fffffep127f;
 };
-template <> struct Format<double> {
+template <>
+struct Format<double> {
   static constexpr int mantissa_bits = 52, bias = 1023;
   static constexpr double smallest_normal = 0x1p-1022, largest = 0x1.fffffffffffffp1023;
 };
-template <class T> constexpr UnsignedOf<T> sign_mask = UnsignedOf<T>{1} << (8 * sizeof(T) - 1);
-template <class T> constexpr UnsignedOf<T> mantissa_mask = (UnsignedOf<T>{1} << Format<T>::mantissa_bits) - 1;
-template <class T> constexpr UnsignedOf<T> exponent_mask = ~(sign_mask<T> | mantissa_mask<T>);
+template <class T>
+constexpr UnsignedOf<T> sign_mask = UnsignedOf<T>{1} << (8 * sizeof(T) - 1);
+template <class T>
+constexpr UnsignedOf<T> mantissa_mask = (UnsignedOf<T>{1} << Format<T>::mantissa_bits) - 1;
+template <class T>
+constexpr UnsignedOf<T> exponent_mask = ~(sign_mask<T> | mantissa_mask<T>);
 
 // ---- integer lanes ----
-template <class T> struct Bits {
+template <class T>
+struct Bits {
   __m256i v;
   using Lane = SignedOf<T>;
   static constexpr int lanes = 32 / static_cast<int>(sizeof(T));
   Bits() = default;
   ORV_INLINE Bits(__m256i x) : v(x) {}
   template <class I>
-    requires std::is_integral_v<I>
-  ORV_INLINE Bits(I x) {
+  requires std::is_integral_v<I> ORV_INLINE Bits(I x) {
     if constexpr (sizeof(T) == 4)
       v = _mm256_set1_epi32(static_cast<int32_t>(x));
     else
@@ -48,30 +56,46 @@ template <class T> struct Bits {
   }
 };
 
-template <class T> ORV_INLINE Bits<T> operator+(Bits<T> a, Bits<T> b) {
+template <class T>
+ORV_INLINE Bits<T> operator+(Bits<T> a, Bits<T> b) {
   if constexpr (sizeof(T) == 4)
     return _mm256_add_epi32(a.v, b.v);
   else
     return _mm256_add_epi64(a.v, b.v);
 }
-template <class T> ORV_INLINE Bits<T> operator-(Bits<T> a, Bits<T> b) {
+template <class T>
+ORV_INLINE Bits<T> operator-(Bits<T> a, Bits<T> b) {
   if constexpr (sizeof(T) == 4)
     return _mm256_sub_epi32(a.v, b.v);
   else
     return _mm256_sub_epi64(a.v, b.v);
 }
-template <class T> ORV_INLINE Bits<T> operator&(Bits<T> a, Bits<T> b) { return _mm256_and_si256(a.v, b.v); }
-template <class T> ORV_INLINE Bits<T> operator|(Bits<T> a, Bits<T> b) { return _mm256_or_si256(a.v, b.v); }
-template <class T> ORV_INLINE Bits<T> operator^(Bits<T> a, Bits<T> b) { return _mm256_xor_si256(a.v, b.v); }
+template <class T>
+ORV_INLINE Bits<T> operator&(Bits<T> a, Bits<T> b) {
+  return _mm256_and_si256(a.v, b.v);
+}
+template <class T>
+ORV_INLINE Bits<T> operator|(Bits<T> a, Bits<T> b) {
+  return _mm256_or_si256(a.v, b.v);
+}
+template <class T>
+ORV_INLINE Bits<T> operator^(Bits<T> a, Bits<T> b) {
+  return _mm256_xor_si256(a.v, b.v);
+}
 // b without the bits of a
-template <class T> ORV_INLINE Bits<T> andnot(Bits<T> a, Bits<T> b) { return _mm256_andnot_si256(a.v, b.v); }
-template <int n, class T> ORV_INLINE Bits<T> shift_left(Bits<T> a) {
+template <class T>
+ORV_INLINE Bits<T> andnot(Bits<T> a, Bits<T> b) {
+  return _mm256_andnot_si256(a.v, b.v);
+}
+template <int n, class T>
+ORV_INLINE Bits<T> shift_left(Bits<T> a) {
   if constexpr (sizeof(T) == 4)
     return _mm256_slli_epi32(a.v, n);
   else
     return _mm256_slli_epi64(a.v, n);
 }
-template <int n, class T> ORV_INLINE Bits<T> shift_right(Bits<T> a) { // logical
+template <int n, class T>
+ORV_INLINE Bits<T> shift_right(Bits<T> a) { // logical
   if constexpr (sizeof(T) == 4)
     return _mm256_srli_epi32(a.v, n);
   else
@@ -85,7 +109,8 @@ ORV_INLINE __m256i greater32(__m256i a, __m256i b) {
   __asm__("vpcmpgtd\t%2, %1, %0" : "=x"(r) : "x"(a), "xm"(b));
   return r;
 }
-template <class T> ORV_INLINE Bits<T> greater(Bits<T> a, Bits<T> b) { // signed
+template <class T>
+ORV_INLINE Bits<T> greater(Bits<T> a, Bits<T> b) { // signed
   if constexpr (sizeof(T) == 4)
     return greater32(a.v, b.v);
   else
@@ -98,12 +123,14 @@ ORV_INLINE Bits<double> greater_upper(Bits<double> a, int32_t upper) {
 }
 // Lanes whose bits, read as unsigned numbers, are not in first to last; in `d` by the upper 32 bits, and valid in
 // the sign bit of each lane only.
-template <class T> ORV_INLINE Bits<T> outside(Bits<T> a, uint32_t first, uint32_t last) {
+template <class T>
+ORV_INLINE Bits<T> outside(Bits<T> a, uint32_t first, uint32_t last) {
   constexpr uint32_t turn = 0x80000000; // to signed numbers
   return greater32(_mm256_sub_epi32(a.v, _mm256_set1_epi32(static_cast<int32_t>(first + turn))),
                    _mm256_set1_epi32(static_cast<int32_t>(last - first + turn)));
 }
-template <class T> ORV_INLINE Bits<T> equal(Bits<T> a, Bits<T> b) {
+template <class T>
+ORV_INLINE Bits<T> equal(Bits<T> a, Bits<T> b) {
   if constexpr (sizeof(T) == 4)
     return _mm256_cmpeq_epi32(a.v, b.v);
   else
@@ -111,8 +138,10 @@ template <class T> ORV_INLINE Bits<T> equal(Bits<T> a, Bits<T> b) {
 }
 
 // ---- floating-point lanes ----
-template <class T> struct Vec;
-template <> struct Vec<float> {
+template <class T>
+struct Vec;
+template <>
+struct Vec<float> {
   __m256 v;
   using Lane = float;
   static constexpr int lanes = 8;
@@ -120,7 +149,8 @@ template <> struct Vec<float> {
   ORV_INLINE Vec(__m256 x) : v(x) {}
   ORV_INLINE Vec(float x) : v(_mm256_set1_ps(x)) {}
 };
-template <> struct Vec<double> {
+template <>
+struct Vec<double> {
   __m256d v;
   using Lane = double;
   static constexpr int lanes = 4;
@@ -158,43 +188,76 @@ ORV_INLINE F approximate_reciprocal(F a) { return _mm256_rcp_ps(a.v); }
 ORV_INLINE F approximate_rsqrt(F a) { return _mm256_rsqrt_ps(a.v); }
 
 // Zero that the compiler knows nothing about: x + 0 is computed.
-template <class T> ORV_INLINE Vec<T> launder_zero() {
+template <class T>
+ORV_INLINE Vec<T> launder_zero() {
   Vec<T> zero(T(0));
   __asm__("" : "+x"(zero.v));
   return zero;
 }
 
-template <int mode> ORV_INLINE F round(F a) { return _mm256_round_ps(a.v, mode); }
-template <int mode> ORV_INLINE D round(D a) { return _mm256_round_pd(a.v, mode); }
+template <int mode>
+ORV_INLINE F round(F a) {
+  return _mm256_round_ps(a.v, mode);
+}
+template <int mode>
+ORV_INLINE D round(D a) {
+  return _mm256_round_pd(a.v, mode);
+}
 
 ORV_INLINE Bits<float> bits(F a) { return _mm256_castps_si256(a.v); }
 ORV_INLINE Bits<double> bits(D a) { return _mm256_castpd_si256(a.v); }
 ORV_INLINE F from_bits(Bits<float> a) { return _mm256_castsi256_ps(a.v); }
 ORV_INLINE D from_bits(Bits<double> a) { return _mm256_castsi256_pd(a.v); }
 
-template <class T> ORV_INLINE Vec<T> magnitude(Vec<T> a) { return from_bits(bits(a) & Bits<T>(~sign_mask<T>)); }
-template <class T> ORV_INLINE Vec<T> sign_of(Vec<T> a) { return from_bits(bits(a) & Bits<T>(sign_mask<T>)); }
-template <class T> ORV_INLINE Vec<T> operator|(Vec<T> a, Vec<T> b) { return from_bits(bits(a) | bits(b)); }
-template <class T> ORV_INLINE Vec<T> operator^(Vec<T> a, Vec<T> b) { return from_bits(bits(a) ^ bits(b)); }
-template <class T> ORV_INLINE Vec<T> operator&(Vec<T> a, Vec<T> b) { return from_bits(bits(a) & bits(b)); }
+template <class T>
+ORV_INLINE Vec<T> magnitude(Vec<T> a) {
+  return from_bits(bits(a) & Bits<T>(~sign_mask<T>));
+}
+template <class T>
+ORV_INLINE Vec<T> sign_of(Vec<T> a) {
+  return from_bits(bits(a) & Bits<T>(sign_mask<T>));
+}
+template <class T>
+ORV_INLINE Vec<T> operator|(Vec<T> a, Vec<T> b) {
+  return from_bits(bits(a) | bits(b));
+}
+template <class T>
+ORV_INLINE Vec<T> operator^(Vec<T> a, Vec<T> b) {
+  return from_bits(bits(a) ^ bits(b));
+}
+template <class T>
+ORV_INLINE Vec<T> operator&(Vec<T> a, Vec<T> b) {
+  return from_bits(bits(a) & bits(b));
+}
 
 // Compares: all ones where true. predicate is one of _CMP_...
-template <int predicate> ORV_INLINE F compare(F a, F b) { return _mm256_cmp_ps(a.v, b.v, predicate); }
-template <int predicate> ORV_INLINE D compare(D a, D b) { return _mm256_cmp_pd(a.v, b.v, predicate); }
+template <int predicate>
+ORV_INLINE F compare(F a, F b) {
+  return _mm256_cmp_ps(a.v, b.v, predicate);
+}
+template <int predicate>
+ORV_INLINE D compare(D a, D b) {
+  return _mm256_cmp_pd(a.v, b.v, predicate);
+}
 // b where the mask's sign bit is set, else a
 ORV_INLINE F blend(F a, F b, F mask) { return _mm256_blendv_ps(a.v, b.v, mask.v); }
 ORV_INLINE D blend(D a, D b, D mask) { return _mm256_blendv_pd(a.v, b.v, mask.v); }
 // One bit for each lane, from the sign bits.
 ORV_INLINE unsigned lane_mask(F a) { return static_cast<unsigned>(_mm256_movemask_ps(a.v)); }
 ORV_INLINE unsigned lane_mask(D a) { return static_cast<unsigned>(_mm256_movemask_pd(a.v)); }
-template <class T> ORV_INLINE unsigned lane_mask(Bits<T> a) { return lane_mask(from_bits(a)); }
+template <class T>
+ORV_INLINE unsigned lane_mask(Bits<T> a) {
+  return lane_mask(from_bits(a));
+}
 
 // Lanes whose exponent field is all ones: infinities and NaN; and those where it is all ones or all zero.
-template <class T> ORV_INLINE Bits<T> not_finite(Vec<T> a) {
+template <class T>
+ORV_INLINE Bits<T> not_finite(Vec<T> a) {
   Bits<T> const top(exponent_mask<T>);
   return equal(bits(a) & top, top);
 }
-template <class T> ORV_INLINE Bits<T> not_normal(Vec<T> a) {
+template <class T>
+ORV_INLINE Bits<T> not_normal(Vec<T> a) {
   // One more in such a field leaves its upper bits 0.
   Bits<T> const one(UnsignedOf<T>{1} << Format<T>::mantissa_bits), top(exponent_mask<T>);
   return equal(((bits(a) & top) + one) & andnot(one, top), Bits<T>(0));
@@ -207,8 +270,10 @@ ORV_INLINE void store(float* p, F a) { _mm256_storeu_ps(p, a.v); }
 ORV_INLINE void store(double* p, D a) { _mm256_storeu_pd(p, a.v); }
 
 // Row m has its first m lanes set.
-alignas(32) inline constexpr int32_t first_lanes_window[16] = {-1, -1, -1, -1, -1, -1, -1, -1, 0, 0, 0, 0, 0, 0, 0, 0};
-template <class T> ORV_INLINE Bits<T> first_lanes(int m) {
+alignas(32) inline constexpr int32_t first_lanes_window[16] = {-1, -1, -1, -1, -1, -1, -1, -1,
+                                                               0,  0,  0,  0,  0,  0,  0,  0};
+template <class T>
+ORV_INLINE Bits<T> first_lanes(int m) {
   const int32_t* row = first_lanes_window + 8 - m * static_cast<int>(sizeof(T) / 4);
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row));
 }
@@ -223,8 +288,12 @@ ORV_INLINE void store_part(double* p, Bits<double> which, D a) { _mm256_maskstor
 
 // ---- polynomials ----
 // Horner's scheme, coefficients from the low degree up, each step fused.
-template <class V, class C> ORV_INLINE V horner(V, C last) { return V(last); }
-template <class V, class C, class... More> ORV_INLINE V horner(V x, C first, More... rest) {
+template <class V, class C>
+ORV_INLINE V horner(V, C last) {
+  return V(last);
+}
+template <class V, class C, class... More>
+ORV_INLINE V horner(V x, C first, More... rest) {
   return fma(x, horner(x, rest...), V(first));
 }
 

@@ -4,28 +4,35 @@
 namespace orv {
 namespace {
 
-template <class T> using V = simd::Vec<T>;
+template <class T>
+using V = simd::Vec<T>;
 
-template <class T, int count> struct Arithmetic {
+template <class T, int count>
+struct Arithmetic {
   using Operand = T;
   using Result = T;
   static constexpr int operands = count, results = 1, unroll = count == 1 ? 4 : 2;
 };
 
 // The addition quiets a signalling NaN and, when denormals are flushed, turns one into 0.
-template <class T, Level> struct Abs : Arithmetic<T, 1> {
+template <class T, Level>
+struct Abs : Arithmetic<T, 1> {
   V<T> eval(V<T> x) const { return simd::magnitude(x) + simd::launder_zero<T>(); }
 };
-template <class T, Level> struct Sqr : Arithmetic<T, 1> {
+template <class T, Level>
+struct Sqr : Arithmetic<T, 1> {
   V<T> eval(V<T> x) const { return x * x; }
 };
-template <class T, Level> struct Add : Arithmetic<T, 2> {
+template <class T, Level>
+struct Add : Arithmetic<T, 2> {
   V<T> eval(V<T> a, V<T> b) const { return a + b; }
 };
-template <class T, Level> struct Sub : Arithmetic<T, 2> {
+template <class T, Level>
+struct Sub : Arithmetic<T, 2> {
   V<T> eval(V<T> a, V<T> b) const { return a - b; }
 };
-template <class T, Level> struct Mul : Arithmetic<T, 2> {
+template <class T, Level>
+struct Mul : Arithmetic<T, 2> {
   V<T> eval(V<T> a, V<T> b) const { return a * b; }
 };
 

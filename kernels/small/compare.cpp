@@ -5,26 +5,31 @@
 namespace orv {
 namespace {
 
-template <class T> using V = simd::Vec<T>;
+template <class T>
+using V = simd::Vec<T>;
 using simd::Bits;
 
-template <class T> struct TwoOperands {
+template <class T>
+struct TwoOperands {
   using Operand = T;
   using Result = T;
   static constexpr int operands = 2, results = 1, unroll = 2;
 };
 
 // Lanes where either exponent field is all ones.
-template <class T> ORV_INLINE unsigned either_not_finite(V<T> a, V<T> b) {
+template <class T>
+ORV_INLINE unsigned either_not_finite(V<T> a, V<T> b) {
   return simd::lane_mask(simd::not_finite(a) | simd::not_finite(b));
 }
 
-template <class T, Level> struct CopySign : TwoOperands<T> {
+template <class T, Level>
+struct CopySign : TwoOperands<T> {
   V<T> eval(V<T> a, V<T> b) const { return simd::magnitude(a) | simd::sign_of(b); }
 };
 
 // A NaN loses against a number; of two NaNs the second stays. An infinity leaves the vector's result.
-template <class T> struct Extremum : TwoOperands<T> {
+template <class T>
+struct Extremum : TwoOperands<T> {
   unsigned special(V<T> a, V<T> b, V<T>) const { return either_not_finite(a, b); }
   int repair(T a, T b, T& r) const {
     if (scalar::is_nan(b)) r = scalar::quiet(a);
@@ -32,30 +37,37 @@ template <class T> struct Extremum : TwoOperands<T> {
     return ORV_STATUS_OK;
   }
 };
-template <class T, Level> struct Fmax : Extremum<T> {
+template <class T, Level>
+struct Fmax : Extremum<T> {
   V<T> eval(V<T> a, V<T> b) const { return simd::max(a, b); } // b where they are equal
 };
-template <class T, Level> struct Fmin : Extremum<T> {
+template <class T, Level>
+struct Fmin : Extremum<T> {
   V<T> eval(V<T> a, V<T> b) const { return simd::min(a, b); }
 };
 // a's or b's, by magnitude; of x and -x the larger for MaxMag and the smaller for MinMag, a where they are equal.
-template <class T, Level> struct MaxMag : Extremum<T> {
+template <class T, Level>
+struct MaxMag : Extremum<T> {
   V<T> eval(V<T> a, V<T> b) const {
     V<T> const x = simd::magnitude(a), y = simd::magnitude(b);
     V<T> const equal = simd::blend(a, b, simd::compare<_CMP_GT_OQ>(b, a));
-    return simd::blend(simd::blend(equal, a, simd::compare<_CMP_GT_OQ>(x, y)), b, simd::compare<_CMP_GT_OQ>(y, x));
+    return simd::blend(simd::blend(equal, a, simd::compare<_CMP_GT_OQ>(x, y)), b,
+                       simd::compare<_CMP_GT_OQ>(y, x));
   }
 };
-template <class T, Level> struct MinMag : Extremum<T> {
+template <class T, Level>
+struct MinMag : Extremum<T> {
   V<T> eval(V<T> a, V<T> b) const {
     V<T> const x = simd::magnitude(a), y = simd::magnitude(b);
     V<T> const equal = simd::blend(a, b, simd::compare<_CMP_LT_OQ>(b, a));
-    return simd::blend(simd::blend(equal, a, simd::compare<_CMP_LT_OQ>(x, y)), b, simd::compare<_CMP_LT_OQ>(y, x));
+    return simd::blend(simd::blend(equal, a, simd::compare<_CMP_LT_OQ>(x, y)), b,
+                       simd::compare<_CMP_LT_OQ>(y, x));
   }
 };
 
 // a - b where a is greater, else +0; a NaN wins.
-template <class T, Level> struct Fdim : TwoOperands<T> {
+template <class T, Level>
+struct Fdim : TwoOperands<T> {
   V<T> eval(V<T> a, V<T> b) const { return (a - b) & simd::compare<_CMP_GT_OQ>(a, b); }
   unsigned special(V<T> a, V<T> b, V<T>) const { return either_not_finite(a, b); }
   int repair(T a, T b, T& r) const {
@@ -66,7 +78,8 @@ template <class T, Level> struct Fdim : TwoOperands<T> {
 };
 
 // By one step of the bit pattern; what touches zero, denormals, infinities or NaN is repaired.
-template <class T, Level> struct NextAfter : TwoOperands<T> {
+template <class T, Level>
+struct NextAfter : TwoOperands<T> {
   static constexpr int unroll = 1;
   V<T> eval(V<T> a, V<T> b) const {
     Bits<T> const p = simd::bits(a), q = simd::bits(b), one(1);

@@ -5,11 +5,13 @@
 namespace orv {
 namespace {
 
-template <class T> struct Scalars {
+template <class T>
+struct Scalars {
   T scalea, shifta, scaleb, shiftb;
 };
 
-template <class T> struct Fraction {
+template <class T>
+struct Fraction {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
@@ -17,7 +19,8 @@ template <class T> struct Fraction {
   Scalars<T> s;
   V eval(V a, V b) const { return (V(s.scalea) * a + V(s.shifta)) / (V(s.scaleb) * b + V(s.shiftb)); }
 };
-template <class T> struct OverConstant {
+template <class T>
+struct OverConstant {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
@@ -26,7 +29,8 @@ template <class T> struct OverConstant {
   T reciprocal;
   V eval(V a) const { return (V(s.scalea) * a + V(s.shifta)) * V(reciprocal); }
 };
-template <class T> struct ConstantOver {
+template <class T>
+struct ConstantOver {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
@@ -35,9 +39,12 @@ template <class T> struct ConstantOver {
   V eval(V b) const { return V(s.shifta) / (V(s.scaleb) * b + V(s.shiftb)); }
 };
 
-template <class T, Level> struct LinearFrac {
-  template <Name name> struct Entries {
-    template <class A, class B, class R> static void choose(int n, A a, B b, Scalars<T> s, R r) {
+template <class T, Level>
+struct LinearFrac {
+  template <Name name>
+  struct Entries {
+    template <class A, class B, class R>
+    static void choose(int n, A a, B b, Scalars<T> s, R r) {
       ControlState const control;
       s = {launder(s.scalea), launder(s.shifta), launder(s.scaleb), launder(s.shiftb)};
       if (s.scaleb == T(0))
@@ -48,16 +55,16 @@ template <class T, Level> struct LinearFrac {
         loop::run(control, Fraction<T>{s}, n, a, b, r, r, report_name<name>.text);
     }
     static void contiguous(int n, const T* a, const T* b, T scalea, T shifta, T scaleb, T shiftb, T* r) {
-      choose(n, loop::ContiguousIn<T>{a}, loop::ContiguousIn<T>{b}, Scalars<T>{scalea, shifta, scaleb, shiftb},
-             loop::ContiguousOut<T>{r});
+      choose(n, loop::ContiguousIn<T>{a}, loop::ContiguousIn<T>{b},
+             Scalars<T>{scalea, shifta, scaleb, shiftb}, loop::ContiguousOut<T>{r});
     }
     template <auto& pair, int k>
-    static void strided(int n, const T* a, int inca, const T* b, int incb, T scalea, T shifta, T scaleb, T shiftb,
-                        T* r, int incr) {
+    static void strided(int n, const T* a, int inca, const T* b, int incb, T scalea, T shifta, T scaleb,
+                        T shiftb, T* r, int incr) {
       if (inca == 1 && incb == 1 && incr == 1)
         return slot_of(pair, k)(n, a, b, scalea, shifta, scaleb, shiftb, r);
-      choose(n, loop::StridedIn<T>{a, inca}, loop::StridedIn<T>{b, incb}, Scalars<T>{scalea, shifta, scaleb, shiftb},
-             loop::StridedOut<T>{r, incr});
+      choose(n, loop::StridedIn<T>{a, inca}, loop::StridedIn<T>{b, incb},
+             Scalars<T>{scalea, shifta, scaleb, shiftb}, loop::StridedOut<T>{r, incr});
     }
   };
 };

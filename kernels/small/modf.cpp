@@ -5,7 +5,8 @@
 namespace orv {
 namespace {
 
-template <class T, Level> struct Modf {
+template <class T, Level>
+struct Modf {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
@@ -14,9 +15,7 @@ template <class T, Level> struct Modf {
     V const whole = simd::round<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(x);
     return {whole, (x - whole) | simd::sign_of(x)};
   }
-  unsigned special(V x, loop::Pair<V> const&) const {
-    return simd::lane_mask(simd::not_finite(x));
-  }
+  unsigned special(V x, loop::Pair<V> const&) const { return simd::lane_mask(simd::not_finite(x)); }
   int repair(T x, T& r1, T& r2) const {
     if (scalar::is_nan(x)) {
       r1 = r2 = scalar::opaque(x) + x;

@@ -6,23 +6,28 @@
 namespace orv {
 namespace {
 
-template <class T> using V = simd::Vec<T>;
+template <class T>
+using V = simd::Vec<T>;
 using simd::Bits;
 
 // Lanes left to the repair: |b| outside limits, or a's exponent field too far above b's.
-template <class T> ORV_INLINE unsigned far_apart(V<T> a, V<T> b, uint32_t lowest, uint32_t end) {
+template <class T>
+ORV_INLINE unsigned far_apart(V<T> a, V<T> b, uint32_t lowest, uint32_t end) {
   constexpr int bits = simd::Format<T>::mantissa_bits;
   constexpr int gap = sizeof(T) == 4 ? 11 : 25;
   Bits<T> const p = simd::bits(simd::magnitude(a)), q = simd::bits(simd::magnitude(b));
   Bits<T> const distance = simd::shift_right<bits>(p) - simd::shift_right<bits>(q);
   constexpr int up = sizeof(T) == 4 ? 0 : 32;
-  Bits<T> const low(static_cast<simd::UnsignedOf<T>>(lowest) << up), high((static_cast<simd::UnsignedOf<T>>(end) << up) - 1);
-  return simd::lane_mask(simd::greater(low, q) | simd::greater(q, high) | simd::greater(distance, Bits<T>(gap)));
+  Bits<T> const low(static_cast<simd::UnsignedOf<T>>(lowest) << up),
+      high((static_cast<simd::UnsignedOf<T>>(end) << up) - 1);
+  return simd::lane_mask(simd::greater(low, q) | simd::greater(q, high) |
+                         simd::greater(distance, Bits<T>(gap)));
 }
 
 // A positive finite number as an integer significand with its leading bit in place, and an exponent field that may
 // be below 1.
-template <class T> struct Significand {
+template <class T>
+struct Significand {
   simd::UnsignedOf<T> m;
   int e;
   explicit Significand(T x) {
@@ -42,7 +47,8 @@ template <class T> struct Significand {
 };
 
 // |a| mod |b| for |a| above |b|, by long division; `odd` is the last bit of the quotient.
-template <class T> T long_division(T a, T b, bool& odd) {
+template <class T>
+T long_division(T a, T b, bool& odd) {
   constexpr int bits = simd::Format<T>::mantissa_bits;
   constexpr auto lead = simd::UnsignedOf<T>{1} << bits;
   Significand<T> x(scalar::magnitude(a)), y(scalar::magnitude(b));
@@ -59,17 +65,20 @@ template <class T> T long_division(T a, T b, bool& odd) {
     m <<= 1;
     --e;
   }
-  if (e > 0) return scalar::from_bits<T>((m & simd::mantissa_mask<T>) | static_cast<simd::UnsignedOf<T>>(e) << bits);
+  if (e > 0)
+    return scalar::from_bits<T>((m & simd::mantissa_mask<T>) | static_cast<simd::UnsignedOf<T>>(e) << bits);
   return scalar::from_bits<T>(m >> (1 - e)); // a denormal; the bits shifted out are 0
 }
 
-template <class T> struct Modulo {
+template <class T>
+struct Modulo {
   using Operand = T;
   using Result = T;
   static constexpr int operands = 2, results = 1, unroll = 1;
 };
 
-template <class T, Level> struct Fmod : Modulo<T> {
+template <class T, Level>
+struct Fmod : Modulo<T> {
   V<T> eval(V<T> a, V<T> b) const {
     V<T> const s = simd::sign_of(a);
     V<T> const q = simd::round<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(a / b);
@@ -103,10 +112,12 @@ template <class T, Level> struct Fmod : Modulo<T> {
   }
 };
 
-template <class T, Level> struct Remainder : Modulo<T> {
+template <class T, Level>
+struct Remainder : Modulo<T> {
   V<T> eval(V<T> a, V<T> b) const {
     constexpr auto high_bits = sizeof(T) == 4 ? 0xFFFFF000ull : 0xFFFFFFFFF8000000ull;
-    V<T> const hi = simd::from_bits(simd::bits(b) & Bits<T>(static_cast<simd::UnsignedOf<T>>(high_bits))), lo = b - hi;
+    V<T> const hi = simd::from_bits(simd::bits(b) & Bits<T>(static_cast<simd::UnsignedOf<T>>(high_bits))),
+               lo = b - hi;
     V<T> const q = simd::round<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(a / b);
     V<T> const p = (a - q * hi) - q * lo; // exact: the products have few bits
     V<T> const size = simd::magnitude(b);
@@ -152,7 +163,7 @@ template <class T, Level> struct Remainder : Modulo<T> {
     return ORV_STATUS_OK;
   }
 
-private:
+ private:
   // v, its sign turned where a is negative.
   static T negative_part(T v, T a) { return scalar::negative(a) ? -v : v; }
 };

@@ -21,7 +21,8 @@ TEST(Accuracy, BoundsOfTheListHoldOnASample) {
         auto const& w = worst[static_cast<std::size_t>(level)];
         EXPECT_TRUE(cli::keeps_bound(f, level, w))
             << f.type << f.name << " " << level_name(level) << ": " << w.ulp << " ulp at " << w.ulp_a << ", "
-            << w.ulp_b << "; " << w.bits() << " bits at " << w.bits_a << ", " << w.bits_b << "; scalar " << scalar;
+            << w.ulp_b << "; " << w.bits() << " bits at " << w.bits_a << ", " << w.bits_b << "; scalar "
+            << scalar;
       }
     }
   }

@@ -10,7 +10,8 @@
 namespace orv::test {
 namespace {
 
-template <class T> T parse(std::string const& text) {
+template <class T>
+T parse(std::string const& text) {
   using L = std::numeric_limits<T>;
   if (text == "denorm_min") return L::denorm_min();
   if (text == "-denorm_min") return -L::denorm_min();
@@ -19,12 +20,14 @@ template <class T> T parse(std::string const& text) {
   if (text == "-max") return -L::max();
   if (text == "snan") return L::signaling_NaN();
   char* end = nullptr;
-  T const value = sizeof(T) == 4 ? static_cast<T>(std::strtof(text.c_str(), &end)) : static_cast<T>(std::strtod(text.c_str(), &end));
+  T const value = sizeof(T) == 4 ? static_cast<T>(std::strtof(text.c_str(), &end))
+                                 : static_cast<T>(std::strtod(text.c_str(), &end));
   EXPECT_EQ(*end, 0) << "not a number: " << text;
   return value;
 }
 
-template <class T> void expect(T got, std::string const& text) {
+template <class T>
+void expect(T got, std::string const& text) {
   if (text == "nan") {
     EXPECT_TRUE(std::isnan(got));
     EXPECT_TRUE(bits(got) & (BitsOf<T>{1} << (std::numeric_limits<T>::digits - 2))) << "not quiet";
@@ -42,7 +45,8 @@ struct Case {
   int status = 0;
 };
 
-template <class T> void check(Elementwise const& f, Level level, Case const& c) {
+template <class T>
+void check(Elementwise const& f, Level level, Case const& c) {
   T const a = parse<T>(c.operands[0]), b = c.operands.size() > 1 ? parse<T>(c.operands[1]) : T(0);
   // In the last place of a full vector and a tail, behind ordinary values.
   for (std::size_t place : {0, 7, 9}) {

@@ -30,7 +30,10 @@ TEST(EveryKernel, AllFormsOfACallGiveTheSameBits) {
       std::vector<T> second(n);
       {
         ErrorLog quiet;
-        f.call(level, with_scalars({.a = in_place.data(), .b = b.data(), .r1 = in_place.data(), .r2 = second.data()}, scalar), n);
+        f.call(level,
+               with_scalars({.a = in_place.data(), .b = b.data(), .r1 = in_place.data(), .r2 = second.data()},
+                            scalar),
+               n);
       }
       ASSERT_TRUE(same_bits(whole.r1, in_place)) << "in place, n " << n;
       if (f.operands() == 2) {
@@ -53,7 +56,10 @@ TEST(EveryKernel, AllFormsOfACallGiveTheSameBits) {
           return base;
         };
         std::vector<T> ma, mb, m1, m2;
-        Arrays x{.a = spread(a, s.a, ma), .b = spread(b, s.b, mb), .r1 = spread({}, s.r1, m1), .r2 = spread({}, s.r2, m2)};
+        Arrays x{.a = spread(a, s.a, ma),
+                 .b = spread(b, s.b, mb),
+                 .r1 = spread({}, s.r1, m1),
+                 .r2 = spread({}, s.r2, m2)};
         x.inca = s.a;
         x.incb = s.b;
         x.incr1 = s.r1;
@@ -112,7 +118,8 @@ TEST(EveryKernel, NoAccessBeyondTheArrays) {
       auto const a = mixed_values<T>(n, 5), b = mixed_values<T>(n, 6);
       std::vector<T> r1(n + 40, T(77)), r2(n + 40, T(77));
       ErrorLog quiet;
-      f.call(level, with_scalars({.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()}, scalar), n);
+      f.call(level, with_scalars({.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()}, scalar),
+             n);
       for (std::size_t i = n; i < n + 40; ++i) ASSERT_TRUE(r1[i] == T(77) && r2[i] == T(77)) << "n " << n;
     }
   });
@@ -145,7 +152,8 @@ TEST(EveryKernel, ErrorsComeInRisingOrderAndTheStatusIsTheLastOnes) {
     std::vector<T> r1(200), r2(200);
     ErrorLog log;
     ORV_FUNCTION_OF(orv_elw_kernel_ClearErrStatus)();
-    f.call(level, with_scalars({.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()}, scalar), 200);
+    f.call(level, with_scalars({.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()}, scalar),
+           200);
     for (std::size_t i = 1; i < log.errors().size(); ++i)
       ASSERT_LT(log.errors()[i - 1].index, log.errors()[i].index);
     ASSERT_EQ(status(), log.errors().empty() ? 0 : log.errors().back().status);
@@ -176,7 +184,8 @@ TEST(EveryKernel, TheCallersControlStateIsRestoredAndDoesNotMatter) {
       unsigned short x87_after;
       {
         ErrorLog quiet;
-        Arrays const x = with_scalars({.a = a.data(), .b = b.data(), .r1 = got.r1.data(), .r2 = got.r2.data()}, scalar);
+        Arrays const x =
+            with_scalars({.a = a.data(), .b = b.data(), .r1 = got.r1.data(), .r2 = got.r2.data()}, scalar);
         __asm__ volatile("fldcw %0" ::"m"(unmasked));
         _mm_setcsr(state);
         f.call(level, x, 13);

@@ -8,7 +8,7 @@ namespace orv::test {
 namespace {
 
 class Mode : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override { old_ = set(0); }
   void TearDown() override {
     set(ORV_KEEP_DENORMALS);
@@ -43,7 +43,8 @@ TEST_F(Mode, FlushedDenormalsAreZero) {
 
 TEST_F(Mode, ErrorsSwitchedOffLeaveNoStatusAndTheSameResults) {
   std::vector<double> x;
-  for (int i = 0; i < 40; ++i) x.push_back(i % 5 == 0 ? 1000 : i % 5 == 1 ? -1000 : i % 5 == 2 ? -740 : i % 7);
+  for (int i = 0; i < 40; ++i)
+    x.push_back(i % 5 == 0 ? 1000 : i % 5 == 1 ? -1000 : i % 5 == 2 ? -740 : i % 7);
   x[3] = std::numeric_limits<double>::quiet_NaN();
   for (const char* name : {"Exp", "Ln", "Pow3o2"})
     for (Level level : {Level::LA, Level::HA, Level::EP}) {

@@ -5,7 +5,8 @@ namespace orv::test {
 namespace {
 
 // |a| mod |b| by integers: a b = m 2^e each; m_a 2^(e_a - e_b) mod m_b by repeated doubling.
-template <class T> struct Exact {
+template <class T>
+struct Exact {
   T fmod, remainder;
   Exact(T a, T b) {
     int ea, eb;
@@ -33,19 +34,22 @@ template <class T> struct Exact {
   }
 };
 
-template <class T> void check(std::vector<T> const& a, std::vector<T> const& b) {
+template <class T>
+void check(std::vector<T> const& a, std::vector<T> const& b) {
   auto const type = sizeof(T) == 4 ? 's' : 'd';
   auto const fmod = call(Elementwise::find(type, "Fmod"), Level::LA, a, b);
   auto const remainder = call(Elementwise::find(type, "Remainder"), Level::LA, a, b);
   for (std::size_t i = 0; i < a.size(); ++i) {
     Exact<T> const exact(a[i], b[i]);
-    ASSERT_EQ(bits(fmod.r1[i]), bits(exact.fmod)) << std::hexfloat << a[i] << " mod " << b[i] << ": " << fmod.r1[i];
+    ASSERT_EQ(bits(fmod.r1[i]), bits(exact.fmod))
+        << std::hexfloat << a[i] << " mod " << b[i] << ": " << fmod.r1[i];
     ASSERT_EQ(bits(remainder.r1[i]), bits(exact.remainder))
         << std::hexfloat << a[i] << " rem " << b[i] << ": " << remainder.r1[i] << " not " << exact.remainder;
   }
 }
 
-template <class T> void check_all() {
+template <class T>
+void check_all() {
   constexpr int range = std::numeric_limits<T>::max_exponent, bits = std::numeric_limits<T>::digits;
   std::mt19937_64 random(5);
   auto number = [&](int exponent) {

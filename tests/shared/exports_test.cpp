@@ -80,7 +80,8 @@ std::vector<std::string> disassembly(void* handle, std::string const& name) {
   auto const offset = static_cast<char*>(address) - static_cast<char*>(info.dli_fbase);
   char command[512];
   std::snprintf(command, sizeof command,
-                "objdump -d --no-show-raw-insn --start-address=%td --stop-address=%td %s | sed -n 's/^ *[0-9a-f]*:\\t//p'",
+                "objdump -d --no-show-raw-insn --start-address=%td --stop-address=%td %s | sed -n 's/^ "
+                "*[0-9a-f]*:\\t//p'",
                 offset, offset + 16, library.c_str());
   return lines_of(command);
 }
@@ -92,7 +93,8 @@ TEST(Thunks, OneLoadAndOneJump) {
     if (f.form == Form::pack) continue;
     for (const char* form : {"", "I"})
       for (const char* level : {"", "_HA"}) {
-        auto const code = disassembly(handle, std::string("_elw") + f.type + std::string(f.name) + form + level);
+        auto const code =
+            disassembly(handle, std::string("_elw") + f.type + std::string(f.name) + form + level);
         ASSERT_GE(code.size(), 1u);
 #ifdef __x86_64__
         EXPECT_EQ(code[0].find("jmp    *"), 0u) << f.name << ": " << code[0];
@@ -105,7 +107,8 @@ TEST(Thunks, OneLoadAndOneJump) {
     // One entry point, two names; the other levels are entries of their own.
     std::string const name = std::string("_elw") + f.type + std::string(f.name);
     EXPECT_EQ(dlsym(handle, name.c_str()), dlsym(handle, (name + "_HA").c_str()));
-    EXPECT_NE(dlsym(handle, name.c_str()), dlsym(handle, (name + (f.type == 's' || f.type == 'c' ? "_21" : "_50")).c_str()));
+    EXPECT_NE(dlsym(handle, name.c_str()),
+              dlsym(handle, (name + (f.type == 's' || f.type == 'c' ? "_21" : "_50")).c_str()));
     if (f.name != "Exp" && f.name != "Add") break; // a disassembler run each: the first, and two more kinds
   }
   dlclose(handle);
@@ -122,8 +125,9 @@ TEST(Thunks, SlotsRelateAsTheListSays) {
       ASSERT_NE(slot, nullptr);
       EXPECT_EQ(slot[0] == slot[1], f.slots == Slots::one || f.slots == Slots::la_ha) << f.type << f.name;
       EXPECT_EQ(slot[0] == slot[2], f.slots == Slots::one || f.slots == Slots::la_ep) << f.type << f.name;
-      auto* cost = static_cast<const float*>(
-          dlsym(handle, ("orv_elw_kernel_" + (f.type + std::string(f.name)) + (form[0] == 'I' ? "I_ctab" : "_ctab")).c_str()));
+      auto* cost = static_cast<const float*>(dlsym(
+          handle, ("orv_elw_kernel_" + (f.type + std::string(f.name)) + (form[0] == 'I' ? "I_ctab" : "_ctab"))
+                      .c_str()));
       EXPECT_EQ(static_cast<const void*>(cost), static_cast<const void*>(slot + 3)) << "side by side";
     }
   dlclose(handle);
@@ -134,8 +138,8 @@ TEST(Loading, UnloadAndLoadAgainStartsAfresh) {
   pid_t const child = fork();
   if (child == 0) {
     setenv("ORV_ELW_MODE", "ELW_EP", 1);
-    execl("/proc/self/exe", "test_shared", "--gtest_filter=Loading.DISABLED_Cycle", "--gtest_also_run_disabled_tests",
-          nullptr);
+    execl("/proc/self/exe", "test_shared", "--gtest_filter=Loading.DISABLED_Cycle",
+          "--gtest_also_run_disabled_tests", nullptr);
     _exit(99);
   }
   int status = 0;
