@@ -115,7 +115,9 @@ sem_t* process_ends = nullptr;
   process_ends = static_cast<sem_t*>(std::malloc(sizeof(sem_t)));
   if (!process_ends || sem_init(process_ends, 0, 0) != 0 || !orv::on_process_attach())
     orv::platform::die("cannot load", "no memory for the state of a thread", 3);
-  __cxa_atexit(reinterpret_cast<void (*)(void*)>(reinterpret_cast<void*>(&sem_post)), process_ends, nullptr);
+  // Of no module, so that no unload calls it; not null, where the thread sanitizer would lose the argument.
+  void* const no_module = process_ends;
+  __cxa_atexit(reinterpret_cast<void (*)(void*)>(reinterpret_cast<void*>(&sem_post)), process_ends, no_module);
 }
 
 [[gnu::destructor]] void detach() {
