@@ -11,7 +11,7 @@ namespace {
 struct Options {
   std::string function, type, level, csv;
   bool exhaustive = false;
-  double points = 1e6, scalar = 0;
+  double points = 1e6, scalar = 2.7;
   unsigned seed = 1;
 };
 
@@ -51,10 +51,13 @@ void run(Options const& o) {
     for (Level level : {Level::LA, Level::HA, Level::EP}) {
       if (!o.level.empty() && level_name(level) != o.level) continue;
       WorstCase const& w = worst[static_cast<std::size_t>(level)];
-      bool const pass = keeps_bound(f, level, w), ep = level == Level::EP, two = function.operands() == 2;
+      bool const pass = keeps_bound(f, level, w), ep = level == Level::EP,
+                 two = function.operands() == 2 || function.scalar_operand();
       failed |= !pass;
       double const bound = ep ? f.ep_bits : level == Level::HA ? f.ha_ulp : f.la_ulp;
-      double const a = ep ? w.bits_a : w.ulp_a, b = ep ? w.bits_b : w.ulp_b;
+      double const a = ep ? w.bits_a : w.ulp_a, b = function.scalar_operand() ? o.scalar
+                                                    : ep                      ? w.bits_b
+                                                                              : w.ulp_b;
       fmt::print("{:<12} {} {:<5} {:>11.6g} {:>6} {:>9.3f}  {:<5} {:>10}  {}\n", f.name, f.type,
                  level_name(level), w.ulp, bound, w.bits(), pass ? "pass" : "FAIL", w.points,
                  shown(a, b, two));

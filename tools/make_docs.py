@@ -3,6 +3,7 @@
 
   orv accuracy --csv docs/data/accuracy.csv                       sampled arguments
   orv accuracy NAME --exhaustive --csv ...                        docs/data/accuracy_exhaustive.csv, all 2^32
+  orv accuracy NAME --points 1e8 --csv ...                        docs/data/accuracy_large.csv
   orv bench --n 1,8,64,1024,4194304 --csv docs/data/speed.csv
 
 docs/data/machine.txt says where and when they were made.
@@ -21,6 +22,7 @@ def rows(name):
 def accuracy(machine):
     out = ["# Measured accuracy\n", machine]
     for title, name in (("All 2^32 arguments, single precision", "accuracy_exhaustive.csv"),
+                        ("Many sampled arguments", "accuracy_large.csv"),
                         ("Sampled arguments", "accuracy.csv")):
         table = rows(name)
         if not table:

@@ -17,7 +17,7 @@ template <class T>
 struct ExpBase {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
 };
 
 // Overflow and underflow in the vector, where errors are not recorded; returns the lanes that are left.

@@ -18,7 +18,7 @@ template <Level level>
 struct Exp10<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
   static constexpr float shifter = 12582912.0f;
   F eval(F x) const {
     F const sum = simd::fma(x, F(425.206787109375f), F(shifter));

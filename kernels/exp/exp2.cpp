@@ -18,7 +18,7 @@ template <Level level>
 struct Exp2<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
   static constexpr float shifter = 196608.0f; // 1.5 * 2^17
   F eval(F x) const {
     F const sum = x + F(shifter);

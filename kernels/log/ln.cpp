@@ -17,7 +17,7 @@ template <Level level>
 struct Ln<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
   F eval(F x) const {
     auto const [e, f, exponent] = split(x);
     if constexpr (level == Level::HA) {

@@ -63,7 +63,7 @@ template <class Base, Level level>
 struct LogFloat {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
 
   F eval(F x) const {
     auto const [e, f, exponent] = split(x);

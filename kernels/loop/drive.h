@@ -139,14 +139,11 @@ ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A con
     }
 }
 
-// The whole call. One-operand kernels pass `a` as b as well, one-result kernels r1 as r2.
-template <class K, class A, class B, class R1, class R2>
-ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2,
-                    const char* name) {
+// Whole vectors from element i on, `vectors` a turn, as far as they fit; returns the first element left.
+template <int vectors, class K, class A, class B, class R1, class R2>
+ORV_INLINE int whole_vectors(K const& k, int i, int n, A const& a, B const& b, R1 const& r1, R2 const& r2,
+                             bool errors_off, const char* name) {
   constexpr int lanes = Lanes<typename K::Operand>::count;
-  constexpr int vectors = K::unroll;
-  bool const errors_off = control.errors_off();
-  int i = 0;
   for (; n - i >= vectors * lanes; i += vectors * lanes) {
     Block<K> block[vectors];
     unsigned marked[vectors], any = 0;
@@ -175,20 +172,30 @@ ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1
       }
     }
   }
-  for (; i < n; i += lanes) {
-    int const m = n - i < lanes ? n - i : lanes;
-    Block<K> block;
-    block.a = a.load_part(i, m, tail_fill<K>());
-    if constexpr (K::operands == 2) block.b = b.load_part(i, m, tail_fill<K>());
-    unsigned const marked = evaluate(k, block) & ((1u << m) - 1);
-    if (marked) [[unlikely]]
-      finish(k, i, block, marked, a, b, r1, r2, errors_off, name);
-    if constexpr (K::results == 2) {
-      r1.store_part(i, m, block.r.first);
-      r2.store_part(i, m, block.r.second);
-    } else {
-      r1.store_part(i, m, block.r);
-    }
+  return i;
+}
+
+// The whole call. One-operand kernels pass `a` as b as well, one-result kernels r1 as r2.
+template <class K, class A, class B, class R1, class R2>
+ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2,
+                    const char* name) {
+  bool const errors_off = control.errors_off();
+  int i = whole_vectors<K::unroll>(k, 0, n, a, b, r1, r2, errors_off, name);
+  // Apart from the tail, whose masked store would keep a call that follows from reading its results soon.
+  if constexpr (K::unroll > 1) i = whole_vectors<1>(k, i, n, a, b, r1, r2, errors_off, name);
+  if (i >= n) return;
+  int const m = n - i;
+  Block<K> block;
+  block.a = a.load_part(i, m, tail_fill<K>());
+  if constexpr (K::operands == 2) block.b = b.load_part(i, m, tail_fill<K>());
+  unsigned const marked = evaluate(k, block) & ((1u << m) - 1);
+  if (marked) [[unlikely]]
+    finish(k, i, block, marked, a, b, r1, r2, errors_off, name);
+  if constexpr (K::results == 2) {
+    r1.store_part(i, m, block.r.first);
+    r2.store_part(i, m, block.r.second);
+  } else {
+    r1.store_part(i, m, block.r);
   }
 }
 

@@ -20,7 +20,7 @@ template <class T>
 struct Root {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1, unroll = 2;
 };
 
 // ---- the refined root, with a low part where it is asked for ----

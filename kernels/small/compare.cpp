@@ -24,6 +24,7 @@ ORV_INLINE unsigned either_not_finite(V<T> a, V<T> b) {
 
 template <class T, Level>
 struct CopySign : TwoOperands<T> {
+  static constexpr int unroll = 4;
   V<T> eval(V<T> a, V<T> b) const { return simd::magnitude(a) | simd::sign_of(b); }
 };
 
@@ -80,7 +81,7 @@ struct Fdim : TwoOperands<T> {
 // By one step of the bit pattern; what touches zero, denormals, infinities or NaN is repaired.
 template <class T, Level>
 struct NextAfter : TwoOperands<T> {
-  static constexpr int unroll = 1;
+  static constexpr int unroll = 2;
   V<T> eval(V<T> a, V<T> b) const {
     Bits<T> const p = simd::bits(a), q = simd::bits(b), one(1);
     // -1 for differing signs or p above q, 0 for equal patterns, else 1.
