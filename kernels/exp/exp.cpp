@@ -17,7 +17,7 @@ template <class T>
 struct ExpBase {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 };
 
 // Overflow and underflow in the vector, where errors are not recorded; returns the lanes that are left.
@@ -103,7 +103,6 @@ struct ExpDoubleBase : ExpBase<double> {
 
 // LA: 1024 entries in place of polynomial terms.
 struct ExpDoubleLA : ExpDoubleBase {
-  static constexpr int unroll = 2;
   D eval(D x) const {
     D const sum = simd::fma(x, D(1477.3197218702985), D(shifter_d));
     D const k = sum - D(shifter_d);
@@ -118,7 +117,6 @@ struct ExpDoubleLA : ExpDoubleBase {
 
 // HA: 64 entries with a low part.
 struct ExpDoubleHA : ExpDoubleBase {
-  static constexpr int unroll = 2;
   D eval(D x) const {
     D const sum = simd::fma(x, D(92.33248261689366), D(shifter_d));
     D const k = sum - D(shifter_d);
@@ -137,7 +135,6 @@ struct ExpDoubleHA : ExpDoubleBase {
 
 // EP: 128 entries, one-step reduction.
 struct ExpDoubleEP : ExpDoubleBase {
-  static constexpr int unroll = 2;
   D eval(D x) const {
     D const sum = simd::fma(x, D(184.6649652337873), D(shifter_d));
     D const r = simd::fnma(sum - D(shifter_d), D(0.0054152123481245725), x);

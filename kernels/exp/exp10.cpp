@@ -18,7 +18,7 @@ template <Level level>
 struct Exp10<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   static constexpr float shifter = 12582912.0f;
   F eval(F x) const {
     F const sum = simd::fma(x, F(425.206787109375f), F(shifter));
@@ -40,7 +40,7 @@ template <Level level>
 struct Exp10<double, level> {
   using Operand = double;
   using Result = double;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   static constexpr double shifter = 6896136929411072.0; // 1.5 * 2^52 + 2^47
   D eval(D x) const {
     D const sum = simd::fma(x, D(425.20679614558236), D(shifter));

@@ -18,7 +18,7 @@ template <Level level>
 struct Exp2<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   static constexpr float shifter = 196608.0f; // 1.5 * 2^17
   F eval(F x) const {
     F const sum = x + F(shifter);
@@ -39,7 +39,7 @@ template <Level level>
 struct Exp2<double, level> {
   using Operand = double;
   using Result = double;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   static constexpr double shifter = 105553116266496.0; // 1.5 * 2^46
   D eval(D x) const {
     D const sum = x + D(shifter);

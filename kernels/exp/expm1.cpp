@@ -70,7 +70,7 @@ struct Expm1 : Expm1Constants<T, level> {
   using Result = T;
   using C = Expm1Constants<T, level>;
   using V = Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 
   V eval(V x) const {
     V const k = simd::round<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(x * V(C::scale));

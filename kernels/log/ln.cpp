@@ -17,7 +17,7 @@ template <Level level>
 struct Ln<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   F eval(F x) const {
     auto const [e, f, exponent] = split(x);
     if constexpr (level == Level::HA) {
@@ -49,7 +49,7 @@ template <Level level>
 struct Ln<double, level> {
   using Operand = double;
   using Result = double;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   D eval(D x) const {
     SplitD const s = split(x);
     D const z = s.z;

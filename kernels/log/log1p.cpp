@@ -47,7 +47,7 @@ template <Level level>
 struct Log1p<float, level> {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   F eval(F x) const {
     auto const [s, c] = one_plus(x);
     auto const [e, head, exponent] = split(s);
@@ -88,7 +88,7 @@ template <Level level>
 struct Log1p<double, level> {
   using Operand = double;
   using Result = double;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   D eval(D x) const {
     auto const [s, c] = one_plus(x);
     SplitD const parts = split(s);

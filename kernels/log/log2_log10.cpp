@@ -63,7 +63,7 @@ template <class Base, Level level>
 struct LogFloat {
   using Operand = float;
   using Result = float;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 
   F eval(F x) const {
     auto const [e, f, exponent] = split(x);
@@ -122,7 +122,7 @@ template <class Base, Level level>
 struct LogDouble {
   using Operand = double;
   using Result = double;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 
   D eval(D x) const {
     SplitD const s = split(x);

@@ -10,7 +10,7 @@ struct Logb {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   static constexpr int mantissa = simd::Format<T>::mantissa_bits, bias = simd::Format<T>::bias;
 
   V eval(V x) const {

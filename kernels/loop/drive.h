@@ -5,7 +5,6 @@
 //   using Operand = float;                  element of the operands, real or complex
 //   using Result = float;                   element of the results
 //   static constexpr int operands, results; 1 or 2 each
-//   static constexpr int unroll;            vectors in a block
 //   eval(x [, y])                           all lanes, unconditionally; with two results a Pair
 //   special(x [, y], r)                     one bit for each lane that eval cannot answer   (if there are any)
 //   eval(x [, y], lanes)                    in place of eval and special, where the test needs values from within
@@ -13,6 +12,7 @@
 //   settle(x, r, lanes) -> lanes            with errors switched off: answers lanes in the vector and
 //                                           returns those that are left                     (optional)
 //   fill                                    value in the unused lanes of a tail; 0.75       (optional)
+//   static constexpr int unroll;            vectors in a block, if not as many as usual     (optional)
 //
 // Elements are answered as if singly: nothing in eval depends on a neighbour. Within a block all loads come
 // before all stores, so results may overwrite their own operands.
@@ -33,6 +33,13 @@ template <class K>
 using ResultValue = typename Lanes<typename K::Result>::Value;
 template <class K>
 using Answer = std::conditional_t<K::results == 2, Pair<ResultValue<K>>, ResultValue<K>>;
+
+// One lane test serves a block: two vectors where there are 16 registers, one where there are 8.
+template <class K>
+constexpr int vectors_in_block = sizeof(void*) == 8 ? 2 : 1;
+template <class K>
+requires requires { K::unroll; }
+constexpr int vectors_in_block<K> = K::unroll;
 
 template <class K>
 constexpr bool has_special = requires {
@@ -180,9 +187,10 @@ template <class K, class A, class B, class R1, class R2>
 ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2,
                     const char* name) {
   bool const errors_off = control.errors_off();
-  int i = whole_vectors<K::unroll>(k, 0, n, a, b, r1, r2, errors_off, name);
+  constexpr int vectors = vectors_in_block<K>;
+  int i = whole_vectors<vectors>(k, 0, n, a, b, r1, r2, errors_off, name);
   // Apart from the tail, whose masked store would keep a call that follows from reading its results soon.
-  if constexpr (K::unroll > 1) i = whole_vectors<1>(k, i, n, a, b, r1, r2, errors_off, name);
+  if constexpr (vectors > 1) i = whole_vectors<1>(k, i, n, a, b, r1, r2, errors_off, name);
   if (i >= n) return;
   int const m = n - i;
   Block<K> block;

@@ -112,7 +112,7 @@ struct CubeRoot {
   using Operand = T;
   using Result = T;
   using V = Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 
   V eval(V x) const {
     Parts<T> const parts = take_apart(x);

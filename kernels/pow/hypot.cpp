@@ -32,7 +32,7 @@ struct Hypot {
   using Operand = T;
   using Result = T;
   using V = Vec<T>;
-  static constexpr int operands = 2, results = 1, unroll = 2;
+  static constexpr int operands = 2, results = 1;
 
   V eval(V a, V b, unsigned& lanes) const {
     Sum<T> sum;

@@ -12,7 +12,7 @@ template <class T, Level level>
 struct PowxGeneral {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 2, results = 1, unroll = 2;
+  static constexpr int operands = 2, results = 1;
   Vec<T> eval(Vec<T> x, Vec<T> y, unsigned& lanes) const { return PowerBody<T, level>::eval(x, y, lanes); }
   int repair(T x, T y, T& r) const { return repair_pow(x, y, r); }
 };

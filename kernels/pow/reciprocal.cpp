@@ -35,7 +35,7 @@ template <class T, int count>
 struct Quotient {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = count, results = 1, unroll = 2;
+  static constexpr int operands = count, results = 1;
 };
 
 template <class T, Level>

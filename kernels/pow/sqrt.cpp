@@ -20,7 +20,7 @@ template <class T>
 struct Root {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
 };
 
 // ---- the refined root, with a low part where it is asked for ----
@@ -76,7 +76,6 @@ ORV_INLINE Vec<T> sqrt_mask(Vec<T> x) {
 
 template <class T, Level level>
 struct Sqrt : Root<T> {
-  static constexpr int unroll = 2;
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> const mask = sqrt_mask(x);
     lanes = simd::lane_mask(mask);
@@ -90,7 +89,6 @@ struct Sqrt : Root<T> {
 
 template <class T, Level level>
 struct InvSqrt : Root<T> {
-  static constexpr int unroll = 2;
   Vec<T> eval(Vec<T> x, unsigned& lanes) const {
     Vec<T> mask;
     if constexpr (sizeof(T) == 4)

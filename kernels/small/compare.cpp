@@ -13,7 +13,7 @@ template <class T>
 struct TwoOperands {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 2, results = 1, unroll = 2;
+  static constexpr int operands = 2, results = 1;
 };
 
 // Lanes where either exponent field is all ones.
@@ -81,7 +81,6 @@ struct Fdim : TwoOperands<T> {
 // By one step of the bit pattern; what touches zero, denormals, infinities or NaN is repaired.
 template <class T, Level>
 struct NextAfter : TwoOperands<T> {
-  static constexpr int unroll = 2;
   V<T> eval(V<T> a, V<T> b) const {
     Bits<T> const p = simd::bits(a), q = simd::bits(b), one(1);
     // -1 for differing signs or p above q, 0 for equal patterns, else 1.

@@ -15,7 +15,7 @@ struct Fraction {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
-  static constexpr int operands = 2, results = 1, unroll = 2;
+  static constexpr int operands = 2, results = 1;
   Scalars<T> s;
   V eval(V a, V b) const { return (V(s.scalea) * a + V(s.shifta)) / (V(s.scaleb) * b + V(s.shiftb)); }
 };
@@ -24,7 +24,7 @@ struct OverConstant {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   Scalars<T> s;
   T reciprocal;
   V eval(V a) const { return (V(s.scalea) * a + V(s.shifta)) * V(reciprocal); }
@@ -34,7 +34,7 @@ struct ConstantOver {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   Scalars<T> s;
   V eval(V b) const { return V(s.shifta) / (V(s.scaleb) * b + V(s.shiftb)); }
 };

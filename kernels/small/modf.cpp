@@ -10,7 +10,7 @@ struct Modf {
   using Operand = T;
   using Result = T;
   using V = simd::Vec<T>;
-  static constexpr int operands = 1, results = 2, unroll = 2;
+  static constexpr int operands = 1, results = 2;
   loop::Pair<V> eval(V x) const {
     V const whole = simd::round<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(x);
     return {whole, (x - whole) | simd::sign_of(x)};

@@ -74,7 +74,7 @@ template <class T>
 struct Modulo {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 2, results = 1, unroll = 2;
+  static constexpr int operands = 2, results = 1;
 };
 
 template <class T, Level>

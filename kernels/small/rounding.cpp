@@ -32,7 +32,7 @@ template <class T, Level>
 struct Round {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   V<T> eval(V<T> x) const {
     V<T> const a = simd::magnitude(x), y = simd::round<_MM_FROUND_TO_NEAREST_INT>(a);
     V<T> const half = simd::compare<_CMP_EQ_OQ>(a - y, V<T>(T(0.5)));
@@ -45,7 +45,7 @@ template <class T, Level>
 struct Frac {
   using Operand = T;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 2;
+  static constexpr int operands = 1, results = 1;
   V<T> eval(V<T> x) const {
     return simd::magnitude(x - simd::round<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(x)) | simd::sign_of(x);
   }

@@ -13,7 +13,7 @@ template <class T>
 struct PartSum {
   using Operand = Complex<T>;
   using Result = T;
-  static constexpr int operands = 1, results = 1, unroll = 1;
+  static constexpr int operands = 1, results = 1;
   auto eval(ComplexVec<T> x) const { return x.re + x.im; }
   unsigned special(ComplexVec<T> x, Vec<T>) const {
     return simd::lane_mask(simd::compare<_CMP_LT_OQ>(x.re, Vec<T>(T(0))));
@@ -34,7 +34,7 @@ template <class T>
 struct Exchange {
   using Operand = Complex<T>;
   using Result = Complex<T>;
-  static constexpr int operands = 2, results = 1, unroll = 1;
+  static constexpr int operands = 2, results = 1;
   auto eval(ComplexVec<T> x, ComplexVec<T> y) const { return ComplexVec<T>{x.im, y.re}; }
 };
 
