@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Writes docs/accuracy.md, docs/speed.md and docs/speed.svg from measurements:
+"""Writes docs/accuracy.md, docs/speed.md, docs/speed.svg and the lines of figures at the head of kernels' files from
+measurements:
 
   orv accuracy --csv docs/data/accuracy.csv                       sampled arguments
   orv accuracy NAME --exhaustive --csv ...                        docs/data/accuracy_exhaustive.csv, all 2^32
@@ -9,7 +10,9 @@
 docs/data/machine.txt says where and when they were made.
 """
 import csv
+import glob
 import os
+import re
 
 DATA = "docs/data/"
 
@@ -93,6 +96,38 @@ def chart(cells):
     open("docs/speed.svg", "w").write("\n".join(svg) + "\n")
 
 
+def heads():
+    """The measured figures of a function in the file of its kernel; the run with most arguments counts."""
+    errors, cycles = {}, {}
+    for name in ("accuracy.csv", "accuracy_large.csv", "accuracy_exhaustive.csv"):
+        for r in rows(name):
+            if r["function"] != "Powx":
+                errors[r["type"] + r["function"], r["level"]] = r
+    for r in rows("speed.csv"):
+        if r["n"] == "1024":
+            cycles[r["type"] + r["function"], r["who"]] = float(r["cycles_per_element"])
+
+    def line(match):
+        name = match.group(1)
+        if (name, "LA") not in errors or (name, "LA") not in cycles:
+            return match.group(0)
+        parts = []
+        for level in ("LA", "HA"):
+            r = errors[name, level]
+            second = ", %.9g" % float(r["second_argument"]) if float(r["second_argument"] or 0) else ""
+            parts.append("%s %.3g at %.9g%s" % (level, float(r["max_ulp"]), float(r["argument"]), second))
+        parts.append("EP %.4g bits" % float(errors[name, "EP"]["good_bits"]))
+        parts.append(" / ".join("%.2f" % cycles[name, level] for level in ("LA", "HA", "EP")))
+        return "//   %s: %s" % (name, "; ".join(parts))
+
+    for path in sorted(glob.glob("kernels/*/*.cpp")):
+        text = open(path).read()
+        stated = re.sub(r"^//   ([sd][A-Z]\w*): LA .*$", line, text, flags=re.M)
+        if stated != text:
+            open(path, "w").write(stated)
+
+
 machine_text = open(DATA + "machine.txt").read().strip()
 accuracy(machine_text)
 speed(machine_text)
+heads()

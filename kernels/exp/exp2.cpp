@@ -1,8 +1,8 @@
 // Exp2: 2^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 64; the remainder is exact
 // and no multiplication is needed to split the argument.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
-//   sExp2: LA 0.616 at -0.00401392533; HA 0.616 at -0.00401392533; EP 23.84 bits; 1.55 / 1.54 / 1.54
-//   dExp2: LA 0.52 at 89.9442339; HA 0.52 at 89.9442339; EP 52.99 bits; 2.40 / 2.39 / 2.39
+//   sExp2: LA 0.616 at -0.00401392533; HA 0.616 at -0.00401392533; EP 23.84 bits; 1.50 / 1.49 / 1.49
+//   dExp2: LA 0.52 at 89.9442339; HA 0.52 at 89.9442339; EP 52.99 bits; 2.49 / 2.49 / 2.49
 #include "kernels/exp/reduction.h"
 #include "kernels/loop/tables.h"
 

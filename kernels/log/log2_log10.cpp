@@ -2,10 +2,10 @@
 // reciprocal scheme in float, with C, the leading bits of 1/ln b, folded into the factor, so that
 // log_b(1 + z / C) begins with z itself.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
-//   sLog2: LA 2.06 at 1.33350682; HA 0.666 at 0.997580707; EP 14.04 bits; 1.25 / 2.82 / 0.81
-//   dLog2: LA 1.77 at 1.41421356; HA 0.677 at 0.999016687; EP 31.5 bits; 3.34 / 4.90 / 2.82
-//   sLog10: LA 1.7 at 1.33346438; HA 0.624 at 0.997779965; EP 14.04 bits; 1.41 / 2.82 / 0.81
-//   dLog10: LA 1.35 at 0.650205571; HA 0.699 at 0.999016687; EP 31.5 bits; 3.18 / 4.67 / 2.69
+//   sLog2: LA 2.11 at 1.33434451; HA 0.709 at 1.0027082; EP 14.04 bits; 1.20 / 2.51 / 0.77
+//   dLog2: LA 1.77 at 1.41421356; HA 0.677 at 0.999016687; EP 31.5 bits; 2.92 / 4.83 / 2.59
+//   sLog10: LA 1.7 at 1.33346438; HA 0.628 at 1.00220609; EP 14.04 bits; 1.40 / 2.52 / 0.82
+//   dLog10: LA 1.35 at 0.650205571; HA 0.699 at 0.999016687; EP 31.5 bits; 2.90 / 4.66 / 2.61
 #include "kernels/log/reciprocal.h"
 #include "kernels/loop/tables.h"
 

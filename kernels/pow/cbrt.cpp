@@ -5,12 +5,12 @@
 // The second factor is a table's row, the third a short polynomial (tools/root_polynomials.sollya), the exponent
 // is divided by 3 by a multiplication.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
-//   sCbrt: LA 2.4 at -9.78227967e-29; HA 0.513 at -0.859732866; EP 15.2 bits; 3.40 / 3.24 / 3.24
-//   dCbrt: LA 1.1 at 36.9992115; HA 0.869 at 0.5; EP 30.83 bits; 6.30 / 6.04 / 5.15
-//   sInvCbrt: LA 1 at -69.9651566; HA 0.532 at -65.9929352; EP 14.21 bits; 3.54 / 3.18 / 3.11
-//   dInvCbrt: LA 1.03 at -4.55079048e-258; HA 0.548 at 7.3183563e+47; EP 29.02 bits; 6.26 / 6.06 / 5.14
-//   sPow2o3: LA 2.02 at 2.00002789; HA 0.522 at -1.55011663e-36; EP 15.2 bits; 3.04 / 3.05 / 2.94
-//   dPow2o3: LA 0.995 at 2.11723153e-41; HA 0.527 at 0.27341213; EP 31.34 bits; 8.04 / 7.55 / 6.44
+//   sCbrt: LA 2.41 at 1.13884675e-38; HA 0.515 at 5.44198575e-38; EP 15.2 bits; 2.33 / 2.42 / 2.28
+//   dCbrt: LA 1.1 at 36.9992115; HA 0.869 at 0.5; EP 30.83 bits; 4.99 / 5.09 / 3.95
+//   sInvCbrt: LA 1.01 at 1.28560796e-38; HA 0.542 at 1.21212682e-38; EP 14.21 bits; 2.39 / 2.31 / 2.16
+//   dInvCbrt: LA 1.03 at -4.55079048e-258; HA 0.548 at 7.3183563e+47; EP 29.02 bits; 4.97 / 5.08 / 3.96
+//   sPow2o3: LA 2.02 at 2.35102149e-38; HA 0.526 at 2.4242626e-38; EP 15.2 bits; 2.19 / 2.24 / 2.12
+//   dPow2o3: LA 0.995 at 2.11723153e-41; HA 0.527 at 0.27341213; EP 31.34 bits; 4.84 / 4.99 / 3.87
 #include "kernels/loop/tables.h"
 #include "kernels/pow/seeds.h"
 

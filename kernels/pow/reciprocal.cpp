@@ -1,10 +1,10 @@
 // Inv and Div. HA divides; LA refines the hardware's approximate reciprocal once; EP takes it as it is. In double
 // precision Div and LA of Inv divide too. Approximations differ between makers of processors.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
-//   sInv: LA 1.84 at 33.6482964; HA 0.5 at 0.99999994; EP 11.63 bits; 0.33 / 0.38 / 0.26
-//   dInv: LA 0.5 at 1; HA 0.5 at 1; EP 34.91 bits; 1.13 / 1.13 / 2.04
-//   sDiv: LA 2.66 at -0.493344903, -0.493394643; HA 0.5 at 1.17543311e-38, -6; EP 11.64 bits; 0.42 / 0.40 / 0.34
-//   dDiv: LA 0.5 at 1, -4; HA 0.5 at 1, -4; EP 53 bits; 1.24 / 1.23 / 1.24
+//   sInv: LA 1.86 at 1.23604614e-38; HA 0.5 at 2.31605587e-38; EP 11.63 bits; 0.33 / 0.38 / 0.26
+//   dInv: LA 0.5 at 1; HA 0.5 at 1; EP 34.91 bits; 1.15 / 1.14 / 1.76
+//   sDiv: LA 2.66 at -0.493344903, -0.493394643; HA 0.5 at 1.17543311e-38, -6; EP 11.64 bits; 0.41 / 0.39 / 0.33
+//   dDiv: LA 0.5 at 1, -4; HA 0.5 at 1, -4; EP 53 bits; 1.14 / 1.15 / 1.15
 #include "kernels/loop/tables.h"
 #include "kernels/pow/seeds.h"
 

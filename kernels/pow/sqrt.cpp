@@ -2,12 +2,12 @@
 // two for HA; in double precision a binomial series of the residual, and for HA one correction more.
 // Approximations differ between makers of processors.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
-//   sSqrt: LA 2.05 at 1.9438111e+34; HA 0.709 at 1.28024267e-38; EP 11.92 bits; 0.43 / 0.66 / 0.31
-//   dSqrt: LA 0.772 at 5.31789179e-08; HA 0.635 at 2.25183935e-308; EP 34.92 bits; 2.53 / 3.15 / 2.31
-//   sInvSqrt: LA 2.39 at 1.24121511e-38; HA 0.509 at 4.48986426e-38; EP 22.22 bits; 0.43 / 0.60 / 0.43
-//   dInvSqrt: LA 1 at 64.0803674; HA 0.5 at 17.0742121; EP 34.92 bits; 2.54 / 3.68 / 2.33
-//   sPow3o2: LA 2.28 at 62.8585434; HA 0.935 at 1.20178645e-25; EP 11.93 bits; 0.53 / 0.89 / 0.37
-//   dPow3o2: LA 1.64 at 0.0964522426; HA 0.978 at 1.10757139e-205; EP 34.92 bits; 3.24 / 4.14 / 2.93
+//   sSqrt: LA 2.16 at 4.40063405e-38; HA 0.75 at 1.17606888e-38; EP 11.92 bits; 0.59 / 0.84 / 0.38
+//   dSqrt: LA 0.772 at 5.31789179e-08; HA 0.635 at 2.25183935e-308; EP 34.92 bits; 2.55 / 3.25 / 2.24
+//   sInvSqrt: LA 2.39 at 1.24121511e-38; HA 0.509 at 4.48986426e-38; EP 22.22 bits; 0.45 / 0.62 / 0.44
+//   dInvSqrt: LA 1 at 64.0803674; HA 0.5 at 17.0742121; EP 34.92 bits; 2.56 / 3.46 / 2.25
+//   sPow3o2: LA 2.65 at 1.26469527e-25; HA 0.999 at 1.11131113e-25; EP 11.92 bits; 0.44 / 0.80 / 0.29
+//   dPow3o2: LA 1.64 at 0.0964522426; HA 0.978 at 1.10757139e-205; EP 34.92 bits; 2.54 / 3.50 / 2.24
 #include "kernels/loop/tables.h"
 #include "kernels/pow/seeds.h"
 
