@@ -165,7 +165,7 @@ int32_t load_chunks(RngStream* stream, BrngProperties const& row, int version, i
     int32_t status = RnqOk;
     void* data = in.block(size, status);
     if (!data) return status;
-    status = __rnqAddChunk(stream, id, key, data, size);
+    status = add_chunk(stream, id, key, data, size, true);
     if (status != RnqOk) {
       core::deallocate(data);
       return status;

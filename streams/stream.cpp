@@ -19,7 +19,8 @@ struct SharedTable {
   static constexpr int capacity = 128;
   static constexpr int chunk_capacity = 127; // chunks stop one short of what the table holds
   GlobRODataEntry entry[capacity]{};
-  uint32_t size[capacity]{}; // of the data, 0 if unknown
+  static constexpr int64_t unknown = -1;
+  int64_t size[capacity]{}; // of the data
   int count = 0;
   std::atomic<int32_t> word{0};
 
@@ -28,7 +29,7 @@ struct SharedTable {
       if (entry[i].key[0] == key[0] && entry[i].key[1] == key[1]) return entry + i;
     return nullptr;
   }
-  GlobRODataEntry* append(Key key, void* data, uint32_t bytes) {
+  GlobRODataEntry* append(Key key, void* data, int64_t bytes) {
     size[count] = bytes;
     GlobRODataEntry& e = entry[count++];
     e.key[0] = key[0];
@@ -71,7 +72,7 @@ ORV_EXPORT int32_t __rnqFindGlobRODataTableEntry(GlobRODataEntry** entry, Key ke
 ORV_EXPORT int32_t __rnqCreateGlobRODataTableEntry(GlobRODataEntry** entry, Key key, void* data) {
   TableLock lock;
   if (table.count >= SharedTable::capacity) return RnqErrRoTableFull;
-  *entry = table.append(key, data, 0);
+  *entry = table.append(key, data, SharedTable::unknown);
   return RnqOk;
 }
 
@@ -125,14 +126,15 @@ RngChunk* new_chunk(uint32_t id, uint32_t size, Key key) {
 }
 
 // Gives an unknown key an entry, or makes the chunk private when there is no room. Another thread may have
-// made the entry since it was looked up: then that one serves, and the block at hand is given back.
-void share_chunk(RngChunk* chunk) {
+// made the entry since it was looked up: then that one serves, and the block at hand is given back. A block of
+// another size never serves, nor for a chunk from a file one of unknown size.
+void share_chunk(RngChunk* chunk, bool from_file) {
   void* spare = nullptr;
   {
     TableLock lock;
     auto* e = table.find(chunk->key);
-    uint32_t const known = e ? table.size[e - table.entry] : 0;
-    if (e && (!known || known == chunk->size)) {
+    int64_t const known = e ? table.size[e - table.entry] : SharedTable::unknown;
+    if (e && (known == chunk->size || (known == SharedTable::unknown && !from_file))) {
       ++e->refCount;
       if (e->data != chunk->data) spare = chunk->data;
       chunk->data = e->data;
@@ -147,13 +149,18 @@ void share_chunk(RngChunk* chunk) {
 
 } // namespace
 
-ORV_EXPORT int32_t __rnqAddChunk(RngStream* stream, uint32_t id, Key key, void* data, uint32_t size) {
+int32_t orv::streams::add_chunk(RngStream* stream, uint32_t id, Key key, void* data, uint32_t size,
+                                bool from_file) {
   auto* chunk = new_chunk(id, size, key);
   if (!chunk) return RnqErrNoMemory;
   chunk->data = data;
-  if (!is_zero(chunk->key)) share_chunk(chunk);
+  if (!is_zero(chunk->key)) share_chunk(chunk, from_file);
   link_chunk(stream, chunk);
   return RnqOk;
+}
+
+ORV_EXPORT int32_t __rnqAddChunk(RngStream* stream, uint32_t id, Key key, void* data, uint32_t size) {
+  return add_chunk(stream, id, key, data, size, false);
 }
 
 ORV_EXPORT void* __rnqSearchChunk(const RngStream* stream, uint32_t id) {
@@ -202,7 +209,7 @@ ORV_EXPORT int32_t __rnqCopyChunks(RngStream* destination, const RngStream* sour
       ok = copy->data != nullptr;
       if (ok) {
         if (c->size) core::memcpy_s(copy->data, c->size, c->data, c->size);
-        if (!is_zero(copy->key)) share_chunk(copy);
+        if (!is_zero(copy->key)) share_chunk(copy, false);
       }
     }
     if (!ok) {

@@ -44,6 +44,9 @@ inline size_t block_size(BrngProperties const& row) {
 // The payload of the first chunk with this id, or null if there is none or it is smaller than its owner
 // needs: chunks can come from a stored image.
 void* find_chunk(RngStream const* stream, uint32_t id, size_t size);
+// __rnqAddChunk, for chunks from a stored image too: their size is not believed to fit a block of the same key.
+int32_t add_chunk(RngStream* stream, uint32_t id, const uint64_t* key, void* data, uint32_t size,
+                  bool from_file);
 
 // ---- words to reals, eight at a time ----
 

@@ -243,6 +243,27 @@ TEST_F(Images, SharedChunksFindTheirEntry) {
   EXPECT_EQ(__rnqFindGlobRODataTableEntry(&entry, key), RnqErrRoEntryNotFound);
 }
 
+TEST_F(Images, SharedBlocksOfNoOrUnknownSizeServeNoLargerChunk) {
+  uint64_t const key[2] = {124, 456};
+  Stream s(0x200000), loaded;
+  void *nothing = orv::core::allocate(1), *data = orv::core::allocate(64);
+  std::memset(data, 5, 64);
+  ASSERT_EQ(__rnqAddChunk(s.p, 9, key, nothing, 0), RnqOk);
+  ASSERT_EQ(__rnqAddChunk(s.p, 10, key, data, 64), RnqOk);
+  EXPECT_EQ(__rnqSearchChunk(s.p, 10), data);
+  __rnqDeleteChunksById(s.p, 9);
+  auto const image = image_of(s.p);
+  // An entry made by its key alone is taken by the program's own chunks, and by none from a file.
+  GlobRODataEntry* entry;
+  ASSERT_EQ(__rnqCreateGlobRODataTableEntry(&entry, key, orv::core::allocate(8)), RnqOk);
+  auto keyed = image;
+  std::memcpy(keyed.data() + 24 + 1008 + 4, key, sizeof key);
+  ASSERT_EQ(__rnqLoadStreamM(&loaded.p, keyed.data()), RnqOk);
+  EXPECT_EQ(entry->refCount, 1u);
+  EXPECT_EQ(static_cast<char*>(__rnqSearchChunk(loaded.p, 10))[63], 5);
+  EXPECT_EQ(__rnqUnregisterGlobRODataReference(key), RnqOk);
+}
+
 TEST_F(Images, AnyAllocationMayFail) {
   Stream s(0x400000);
   ASSERT_EQ(__rnqSaveStreamF(s.p, path_.c_str(), -1), RnqOk);
