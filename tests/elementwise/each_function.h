@@ -1,0 +1,44 @@
+// Suites with a test for each function of the list, so that a failure names its function:
+//
+//   class Accuracy : public EachFunction {};
+//   TEST_P(Accuracy, KeepsItsBound) { ... *GetParam() ... }
+//   ORV_EACH_FUNCTION(Accuracy);
+#pragma once
+#include "tests/elementwise/support.h"
+
+namespace orv::test {
+
+class EachFunction : public testing::TestWithParam<Function const*> {};
+
+inline std::vector<Function const*> functions_of_numbers() {
+  std::vector<Function const*> all;
+  for (Function const& f : functions)
+    if ((f.type == 's' || f.type == 'd') && f.form != Form::pack) all.push_back(&f);
+  return all;
+}
+inline std::string function_name(testing::TestParamInfo<Function const*> const& info) {
+  return info.param->type + std::string(info.param->name);
+}
+#define ORV_EACH_FUNCTION(Suite)                                                                             \
+  INSTANTIATE_TEST_SUITE_P(All, Suite, testing::ValuesIn(functions_of_numbers()), function_name)
+
+// Runs a check for each level of a function that has a kernel of its own, and its scalars:
+// check.operator()<T>(function, level, scalar).
+template <class Check>
+void for_each_level(Function const& f, Check check) {
+  auto const function = Elementwise::find(f.type, std::string(f.name));
+  for (Level level : {Level::LA, Level::HA, Level::EP}) {
+    if (kernel_level(f.slots, level) != level) continue;
+    for (double scalar : scalar_operands(f)) {
+      SCOPED_TRACE(std::string(level_name(level)) +
+                   (f.form == Form::scalar ? " scalar " + std::to_string(scalar) : ""));
+      if (f.type == 's')
+        check.template operator()<float>(function, level, scalar);
+      else
+        check.template operator()<double>(function, level, scalar);
+      if (testing::Test::HasFatalFailure()) return;
+    }
+  }
+}
+
+} // namespace orv::test
