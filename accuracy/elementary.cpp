@@ -22,6 +22,14 @@ R real_power(R const& x, R const& y) {
   return pow(fabs(x), y); // -0 counts as 0
 }
 
+// Exponents with a function of their own take its values: they differ from a power's at -0 and -infinity.
+template <class R>
+R scalar_power(R const& x, R const& y) {
+  if (y == R(0.5)) return sqrt(x);
+  if (y == R(-0.5)) return R(1) / sqrt(x);
+  if (y == R(1.5)) return x * sqrt(x);
+  return pow(x, y);
+}
 constexpr Reference regions_alone(Reference r) {
   r.general = false;
   return r;
@@ -60,7 +68,7 @@ constexpr Reference table[] = {
     ORV_TWO("Hypot", hypot(x, y)),
     ORV_TWO("Pow", pow(x, y)),
     ORV_TWO("Powr", real_power(x, y)),
-    ORV_SCALAR("Powx", pow(x, y)),
+    ORV_SCALAR("Powx", scalar_power(x, y)),
     ORV_TWO("Fmod", fmod(x, y)),
     ORV_TWO("Remainder", remainder(x, y)),
     // scalea, shifta, scaleb, shiftb
