@@ -8,8 +8,8 @@ namespace {
 // only where the angle lies within an eighth of a turn of an axis.
 template <class R>
 struct Angle {
-  R rest;     // of the division by a full turn, as near zero as can be
-  R half;     // a half-turn
+  R rest; // of the division by a full turn, as near zero as can be
+  R half; // a half-turn
   R to_radians;
   R first() const { return fabs(rest); }
 };

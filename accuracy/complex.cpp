@@ -64,8 +64,7 @@ constexpr Reference one(std::string_view name, F, double error = 64) {
           &exact_one<exact>,
           error};
 }
-#define ORV_COMPLEX(name, function, expression)                                                              \
-  one<function>(name, [](auto const& z) { return expression; })
+#define ORV_COMPLEX(name, function, expression) one<function>(name, [](auto const& z) { return expression; })
 
 // Two operands (or one and a scalar): the lambda is given the four parts and says whether it can decide.
 template <auto exact, class F>
@@ -91,7 +90,8 @@ bool sum_of_products(R a, R b, R c, R d, R& sum) {
 template <class R>
 bool divide(const R* x, R* r) {
   R re = 0, im = 0;
-  bool const good = sum_of_products(x[0], x[2], x[1], x[3], re) & sum_of_products(x[1], x[2], -x[0], x[3], im);
+  bool const good =
+      sum_of_products(x[0], x[2], x[1], x[3], re) & sum_of_products(x[1], x[2], -x[0], x[3], im);
   R const square = x[2] * x[2] + x[3] * x[3];
   r[0] = re / square;
   r[1] = im / square;
@@ -148,7 +148,8 @@ constexpr Reference table[] = {
                                   return sum_of_products(x[0], x[2], x[1], x[3], r[0]) &
                                          sum_of_products(x[1], x[2], -x[0], x[3], r[1]);
                                 }),
-    two<&mpc_div>("Div", [](auto* x, auto* r) { return divide(x, r); }, 2, ep_only),
+    two<&mpc_div>(
+        "Div", [](auto* x, auto* r) { return divide(x, r); }, 2, ep_only),
     one<&mpc_conj>("Conj", [](auto const& z) { return std::conj(z); }),
     {"Abs",
      true,
@@ -192,8 +193,10 @@ constexpr Reference table[] = {
     ORV_COMPLEX("Asinh", &mpc_asinh, std::asinh(z)),
     ORV_COMPLEX("Acosh", &mpc_acosh, std::acosh(z)),
     ORV_COMPLEX("Atanh", &mpc_atanh, std::atanh(z)),
-    two<&mpc_pow>("Pow", [](auto* x, auto* r) { return power(x, r); }, 2, all_levels),
-    two<&mpc_pow>("Powx", [](auto* x, auto* r) { return power(x, r); }, 1, all_levels),
+    two<&mpc_pow>(
+        "Pow", [](auto* x, auto* r) { return power(x, r); }, 2, all_levels),
+    two<&mpc_pow>(
+        "Powx", [](auto* x, auto* r) { return power(x, r); }, 1, all_levels),
 };
 
 } // namespace

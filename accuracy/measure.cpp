@@ -29,8 +29,7 @@ Error decide(T result, Big const& exact, bool zero_sign) {
   if (exact.infinite())
     return std::isinf(result) && std::signbit(result) == exact.negative() ? Error{0, 0} : Error{infinite, 1};
   long const exponent = exact.zero() ? L::min_exponent : mpfr_get_exp(exact.get());
-  long const unit =
-      std::min<long>(std::max<long>(exponent, L::min_exponent), L::max_exponent) - L::digits;
+  long const unit = std::min<long>(std::max<long>(exponent, L::min_exponent), L::max_exponent) - L::digits;
   Big got(static_cast<double>(result));
   bool const overflowed = std::isinf(result);
   if (overflowed) {
@@ -274,7 +273,8 @@ class Work {
 
   // All levels and the quick reference.
   void compute(Buffers& x, std::size_t n) const {
-    auto const step = static_cast<std::size_t>(shape_.in()), part = static_cast<std::size_t>(shape_.operand_parts),
+    auto const step = static_cast<std::size_t>(shape_.in()),
+               part = static_cast<std::size_t>(shape_.operand_parts),
                out = static_cast<std::size_t>(shape_.out());
     for (std::size_t i = 0; i < n; ++i) {
       for (std::size_t k = 0; k < part; ++k) x.a[i * part + k] = x.parts[i * step + k];
@@ -310,7 +310,8 @@ class Work {
     constexpr W largest = static_cast<W>(std::numeric_limits<T>::max());
     if (!(std::fabs(exact) <= largest) || !(std::fabs(result) <= std::numeric_limits<T>::max())) {
       if (exact != exact && result != result) return 0;
-      bool const overflows = std::fabs(exact) >= largest * (1 + static_cast<W>(std::numeric_limits<T>::epsilon()));
+      bool const overflows =
+          std::fabs(exact) >= largest * (1 + static_cast<W>(std::numeric_limits<T>::epsilon()));
       return overflows && std::isinf(result) && (result > 0) == (exact > 0) ? 0 : -1;
     }
     if (result == 0 && std::signbit(result) != std::signbit(exact)) return -1;
@@ -328,7 +329,8 @@ class Work {
       W const off = std::hypot(static_cast<W>(r[0]) - exact[0], static_cast<W>(r[1]) - exact[1]),
               size = std::hypot(exact[0], exact[1]);
       if (!(size < static_cast<W>(std::numeric_limits<T>::max() / 2)) || !(off < size * 2)) return {-1, 0};
-      return {static_cast<double>(off * scale_of<T>(size)), size >= smallest ? static_cast<double>(off / size) : 0};
+      return {static_cast<double>(off * scale_of<T>(size)),
+              size >= smallest ? static_cast<double>(off / size) : 0};
     }
     Error all{0, 0};
     for (std::size_t k = 0; k < out; ++k) {
@@ -339,7 +341,8 @@ class Work {
       W const size = std::fabs(exact[k]);
       all.ulp = std::max(all.ulp, ulp);
       if (size >= smallest)
-        all.relative = std::max(all.relative, static_cast<double>(std::fabs(static_cast<W>(r) - exact[k]) / size));
+        all.relative =
+            std::max(all.relative, static_cast<double>(std::fabs(static_cast<W>(r) - exact[k]) / size));
     }
     return all;
   }
@@ -454,8 +457,9 @@ class Work {
     for (std::size_t i = 0; i < n; ++i) {
       if (!x.decided[i]) continue;
       int const c = column(x.parts[i * step], profile.low, profile.high, profile.columns);
-      int const row = profile.rows > 1 ? column(x.parts[i * step + 1], profile.row_low, profile.row_high, profile.rows)
-                                       : 0;
+      int const row = profile.rows > 1
+                          ? column(x.parts[i * step + 1], profile.row_low, profile.row_high, profile.rows)
+                          : 0;
       if (c < 0 || row < 0) continue;
       auto const bin = static_cast<std::size_t>(row * profile.columns + c);
       for (std::size_t level = 0; level < 3; ++level)
@@ -517,6 +521,17 @@ Subject subject(Elementwise const& function) {
 std::array<WorstCase, 3> measure(Subject const& subject, Reference const& reference, Plan const& plan) {
   if (subject.type == 's' || subject.type == 'c') return Work<float>(subject, reference, plan).run();
   return Work<double>(subject, reference, plan).run();
+}
+
+WorstCase error_at(double result, Big const& exact, char type, bool zero_sign) {
+  Error const e =
+      type == 's' ? decide(static_cast<float>(result), exact, zero_sign) : decide(result, exact, zero_sign);
+  WorstCase w;
+  w.ulp = e.ulp;
+  w.relative = e.relative;
+  w.wrong_signs = e.wrong_sign;
+  w.points = 1;
+  return w;
 }
 
 double WorstCase::bits() const { return relative > 0 ? -std::log2(relative) : 999; }

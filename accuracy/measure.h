@@ -52,6 +52,9 @@ Subject subject(Elementwise const& function);
 // One case for each level, in the order LA, HA, EP.
 std::array<WorstCase, 3> measure(Subject const& subject, Reference const& reference, Plan const& plan);
 
+// The error of one result, of type s or d.
+WorstCase error_at(double result, Big const& exact, char type, bool zero_sign);
+
 // Whether a worst case keeps the bound that the list of functions states for the level, signs of zeros with it.
 bool keeps_bound(orv::Function const& function, Level level, WorstCase const& worst);
 

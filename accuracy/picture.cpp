@@ -43,14 +43,15 @@ double horizontal(Profile const& p, double x, bool single) {
 }
 
 void axes(std::string& svg, Profile const& p, Vertical const& vertical, bool single) {
-  for (double power = -3; power <= vertical.highest; power += std::max(1.0, std::floor(vertical.highest / 8))) {
+  for (double power = -3; power <= vertical.highest;
+       power += std::max(1.0, std::floor(vertical.highest / 8))) {
     double const y = vertical.at(std::exp2(power));
     add(svg, "<line x1=\"%g\" x2=\"%g\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"#ddd\"/>", left, left + width, y, y);
     add(svg, "<text x=\"%g\" y=\"%.1f\" text-anchor=\"end\">%g</text>\n", left - 6, y + 4, std::exp2(power));
   }
   for (double bound : {1.0, 4.0})
-    add(svg, "<line x1=\"%g\" x2=\"%g\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"#444\" stroke-dasharray=\"4 4\"/>\n", left,
-        left + width, vertical.at(bound), vertical.at(bound));
+    add(svg, "<line x1=\"%g\" x2=\"%g\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"#444\" stroke-dasharray=\"4 4\"/>\n",
+        left, left + width, vertical.at(bound), vertical.at(bound));
   std::vector<double> ticks;
   if (p.low < p.high) {
     for (int i = 0; i <= 8; ++i) ticks.push_back(p.low + (p.high - p.low) * i / 8);
@@ -62,7 +63,8 @@ void axes(std::string& svg, Profile const& p, Vertical const& vertical, bool sin
   }
   for (double x : ticks) {
     double const at = horizontal(p, x, single);
-    add(svg, "<line x1=\"%.1f\" x2=\"%.1f\" y1=\"%g\" y2=\"%g\" stroke=\"#ddd\"/>", at, at, top, top + height);
+    add(svg, "<line x1=\"%.1f\" x2=\"%.1f\" y1=\"%g\" y2=\"%g\" stroke=\"#ddd\"/>", at, at, top,
+        top + height);
     add(svg, "<text x=\"%.1f\" y=\"%g\" text-anchor=\"middle\">%.4g</text>\n", at, top + height + 16, x);
   }
 }
@@ -86,11 +88,13 @@ void map(std::string& svg, Profile const& p, std::size_t level) {
           top + height - (row + 1) * h, w + 0.1, h + 0.1, shade(u).c_str());
     }
   for (int i = 0; i <= 4; ++i) {
-    add(svg, "<text x=\"%.1f\" y=\"%g\" text-anchor=\"middle\">%.4g</text>", left + width * i / 4, top + height + 16,
-        p.low + (p.high - p.low) * i / 4);
+    add(svg, "<text x=\"%.1f\" y=\"%g\" text-anchor=\"middle\">%.4g</text>", left + width * i / 4,
+        top + height + 16, p.low + (p.high - p.low) * i / 4);
     add(svg, "<text x=\"%g\" y=\"%.1f\" text-anchor=\"end\">%.4g</text>\n", left - 6,
         top + height * (1 - i / 4.0) + 4, p.row_low + (p.row_high - p.row_low) * i / 4);
-    add(svg, "<rect x=\"%g\" y=\"24\" width=\"12\" height=\"12\" fill=\"%s\"/><text x=\"%g\" y=\"34\">%d ulp</text>\n",
+    add(svg,
+        "<rect x=\"%g\" y=\"24\" width=\"12\" height=\"12\" fill=\"%s\"/><text x=\"%g\" y=\"34\">%d "
+        "ulp</text>\n",
         left + width - 300 + 60 * i, shade(i).c_str(), left + width - 284 + 60 * i, i);
   }
 }
@@ -100,9 +104,10 @@ void map(std::string& svg, Profile const& p, std::size_t level) {
 std::string picture(Profile const& p, std::string const& title, char type, Level map_level) {
   bool const single = type == 's' || type == 'c';
   std::string svg;
-  add(svg, "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%g\" height=\"%g\" font-family=\"sans-serif\" "
-           "font-size=\"11\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n", left + width + 30,
-      top + height + 40);
+  add(svg,
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%g\" height=\"%g\" font-family=\"sans-serif\" "
+      "font-size=\"11\">\n<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n",
+      left + width + 30, top + height + 40);
   add(svg, "<text x=\"%g\" y=\"20\" font-size=\"14\">%s</text>\n", left, title.c_str());
   if (p.rows > 1) {
     map(svg, p, static_cast<std::size_t>(map_level));
@@ -116,10 +121,14 @@ std::string picture(Profile const& p, std::string const& title, char type, Level
         if (u < 0) continue;
         add(path, "M%.1f %.1fh1.2", left + (c + 0.5) * width / p.columns, vertical.at(u));
       }
-      if (!path.empty()) svg += "<path stroke=\"" + std::string(colours[level]) + "\" stroke-width=\"2\" fill=\"none\" d=\"" + path + "\"/>\n";
+      if (!path.empty())
+        svg += "<path stroke=\"" + std::string(colours[level]) + "\" stroke-width=\"2\" fill=\"none\" d=\"" +
+               path + "\"/>\n";
       double const x = left + width - 180 + 60 * static_cast<double>(level);
-      add(svg, "<rect x=\"%g\" y=\"24\" width=\"10\" height=\"10\" fill=\"%s\"/><text x=\"%g\" y=\"33\">%s</text>\n", x,
-          colours[level], x + 14, std::string(level_name(static_cast<Level>(level))).c_str());
+      add(svg,
+          "<rect x=\"%g\" y=\"24\" width=\"10\" height=\"10\" fill=\"%s\"/><text x=\"%g\" "
+          "y=\"33\">%s</text>\n",
+          x, colours[level], x + 14, std::string(level_name(static_cast<Level>(level))).c_str());
     }
     add(svg, "<text x=\"%g\" y=\"33\" fill=\"#666\">largest error in each column, ulp</text>\n", left);
   }

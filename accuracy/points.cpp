@@ -48,7 +48,8 @@ void Draw<T>::two(T& a, T& b) {
   constexpr double range = sizeof(T) == 4 ? 127 : 1023;
   a = one();
   T const magnitude = std::fabs(a);
-  double const log2 = magnitude > 0 && std::isfinite(magnitude) ? std::log2(static_cast<double>(magnitude)) : 1;
+  double const log2 =
+      magnitude > 0 && std::isfinite(magnitude) ? std::log2(static_cast<double>(magnitude)) : 1;
   auto narrow = [](double x) { return static_cast<T>(x); };
   switch (bits(4)) {
   case 0:
@@ -192,7 +193,8 @@ bool Region::serves(std::string_view name, char type) const {
   if (types.find(type) == types.npos) return false;
   for (std::size_t at = functions.find(name); at != functions.npos; at = functions.find(name, at + 1)) {
     std::size_t const end = at + name.size();
-    if ((at == 0 || functions[at - 1] == ' ') && (end == functions.size() || functions[end] == ' ')) return true;
+    if ((at == 0 || functions[at - 1] == ' ') && (end == functions.size() || functions[end] == ' '))
+      return true;
   }
   return false;
 }

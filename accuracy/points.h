@@ -30,7 +30,8 @@ class Draw {
   T pattern() { return std::bit_cast<T>(static_cast<BitsOf<T>>(random_())); }
   // Within n units in the last place of x.
   T beside(T x, int n = 2048) {
-    auto const shift = static_cast<BitsOf<T>>(random_() % (2 * static_cast<unsigned>(n) + 1)) - static_cast<BitsOf<T>>(n);
+    auto const shift =
+        static_cast<BitsOf<T>>(random_() % (2 * static_cast<unsigned>(n) + 1)) - static_cast<BitsOf<T>>(n);
     return std::bit_cast<T>(static_cast<BitsOf<T>>(std::bit_cast<BitsOf<T>>(x) + shift));
   }
   T one();                         // a general argument

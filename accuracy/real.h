@@ -12,9 +12,10 @@ long double exp10l(long double) noexcept;
 namespace orv::accuracy {
 
 using std::acos, std::acosh, std::asin, std::asinh, std::atan, std::atan2, std::atanh, std::cbrt, std::ceil,
-    std::copysign, std::cos, std::cosh, std::erf, std::erfc, std::exp, std::exp2, std::expm1, std::fabs, std::floor,
-    std::fmod, std::hypot, std::log, std::log10, std::log1p, std::log2, std::logb, std::pow, std::remainder, std::rint,
-    std::round, std::sin, std::sinh, std::sqrt, std::tan, std::tanh, std::tgamma, std::trunc;
+    std::copysign, std::cos, std::cosh, std::erf, std::erfc, std::exp, std::exp2, std::expm1, std::fabs,
+    std::floor, std::fmod, std::hypot, std::log, std::log10, std::log1p, std::log2, std::logb, std::pow,
+    std::remainder, std::rint, std::round, std::sin, std::sinh, std::sqrt, std::tan, std::tanh, std::tgamma,
+    std::trunc;
 inline double exp10(double x) { return ::exp10(x); }
 inline long double exp10(long double x) { return ::exp10l(x); }
 inline bool negative(double x) { return std::signbit(x); }
@@ -44,7 +45,8 @@ constexpr Reference real(std::string_view name, int operands, int results, F) {
             F()(x, r);
             return true;
           },
-          [](const Big* x, Big* r) { F()(x, r); }};
+          [](const Big* x, Big* r) { F()
+                                     (x, r); }};
 }
 #define ORV_ONE(name, expression)                                                                            \
   real(name, 1, 1, [](auto const* a, auto* r) {                                                              \

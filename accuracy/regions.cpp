@@ -10,7 +10,9 @@ using Kind = Region::Kind;
 using Text = std::string_view;
 using Numbers = std::span<const double>;
 
-constexpr Region interval(Text f, Text t, double low, double high) { return {f, t, Kind::interval, low, high}; }
+constexpr Region interval(Text f, Text t, double low, double high) {
+  return {f, t, Kind::interval, low, high};
+}
 constexpr Region logs(Text f, Text t, double low, double high) { return {f, t, Kind::logs, low, high}; }
 constexpr Region near(Text f, Text t, double x, int ulps) { return {f, t, Kind::near, x, 0, 0, 0, ulps}; }
 // The step is a double and what is left of it behind that.
@@ -20,7 +22,9 @@ constexpr Region multiples(Text f, Text t, double step, double from, double to, 
 constexpr Region listed(Text f, Text t, Numbers numbers, int ulps) {
   return {f, t, Kind::listed, 0, 0, 0, 0, ulps, numbers};
 }
-constexpr Region box(Text f, Text t, double a, double b, double c, double d) { return {f, t, Kind::box, a, b, c, d}; }
+constexpr Region box(Text f, Text t, double a, double b, double c, double d) {
+  return {f, t, Kind::box, a, b, c, d};
+}
 constexpr Region log_box(Text f, Text t, double a, double b, double c, double d) {
   return {f, t, Kind::log_box, a, b, c, d};
 }
@@ -33,7 +37,8 @@ constexpr double ln2 = 0.6931471805599453, ln2_low = 2.3190468138462996e-17;
 
 // Integers and the like that lie next to a multiple of pi/2, by continued fractions of its binades; arguments where
 // short reductions fail.
-constexpr double quarter_turns_s[] = {16367173 * 0x1p72, 10741887 * 0x1p11, 8256, 10000, 16777306, 65536.0035, 128000};
+constexpr double quarter_turns_s[] = {16367173 * 0x1p72, 10741887 * 0x1p11, 8256,  10000,
+                                      16777306,          65536.0035,        128000};
 constexpr double quarter_turns_d[] = {6381956970095103 * 0x1p797,
                                       5916243447979695 * 0x1p79,
                                       14461176.67027838,
@@ -62,8 +67,9 @@ void power_at_the_ends(Draw<T>& random, T* parts) {
 template <class T>
 void far_apart(Draw<T>& random, T* parts) {
   parts[0] = random.one();
-  parts[1] = static_cast<T>(std::ldexp(static_cast<double>(parts[0]) * random.either_sign(random.uniform(0.5, 2)),
-                                       static_cast<int>(random.bits(10)) - 512));
+  parts[1] =
+      static_cast<T>(std::ldexp(static_cast<double>(parts[0]) * random.either_sign(random.uniform(0.5, 2)),
+                                static_cast<int>(random.bits(10)) - 512));
 }
 // Quotients next to a number where a table or polynomial changes.
 template <class T>

@@ -9,9 +9,11 @@ namespace orv::accuracy {
 namespace {
 
 namespace policies = boost::math::policies;
-using Quiet = policies::policy<policies::domain_error<policies::ignore_error>, policies::pole_error<policies::ignore_error>,
-                               policies::overflow_error<policies::ignore_error>,
-                               policies::evaluation_error<policies::ignore_error>, policies::promote_double<false>>;
+using Quiet =
+    policies::policy<policies::domain_error<policies::ignore_error>,
+                     policies::pole_error<policies::ignore_error>,
+                     policies::overflow_error<policies::ignore_error>,
+                     policies::evaluation_error<policies::ignore_error>, policies::promote_double<false>>;
 
 template <class R>
 R infinity() {
@@ -63,7 +65,8 @@ R erfc_inverse(R const& w) {
   if (w == R(2)) return -infinity<R>();
   if (w == R(1)) return R(0);
   if constexpr (std::is_same_v<R, Big>)
-    return w > Big(1) ? -refine_erfc_inv(Big(2) - w, erfc_inv_start(Big(2) - w)) : refine_erfc_inv(w, erfc_inv_start(w));
+    return w > Big(1) ? -refine_erfc_inv(Big(2) - w, erfc_inv_start(Big(2) - w))
+                      : refine_erfc_inv(w, erfc_inv_start(w));
   else
     return boost::math::erfc_inv(w, Quiet());
 }

@@ -71,7 +71,8 @@ accuracy::Profile profile_of(Options const& o, accuracy::Shape const& shape) {
 }
 
 // One function of one type; false if a bound is not kept.
-bool measure_one(Options const& o, orv::Function const& f, accuracy::Reference const& reference, Output& csv) {
+bool measure_one(Options const& o, orv::Function const& f, accuracy::Reference const& reference,
+                 Output& csv) {
   auto const function = Elementwise::find(f.type, std::string(f.name));
   auto const& shape = reference.shape;
   accuracy::Plan plan;
@@ -95,15 +96,15 @@ bool measure_one(Options const& o, orv::Function const& f, accuracy::Reference c
     double const bound = ep ? f.ep_bits : level == Level::HA ? f.ha_ulp : f.la_ulp;
     auto const& at = ep ? w.bits_at : w.ulp_at;
     std::string const hex = accuracy::hexadecimal(at, in, f.type), dec = accuracy::decimal(at, in, f.type);
-    fmt::print("{:<12} {} {:<5} {:>11.6g} {:>6} {:>9.3f}  {:<5} {:>10}  {} = {}\n", f.name, f.type, level_name(level),
-               w.ulp, bound, w.bits(), pass ? "pass" : "FAIL", w.points, hex, dec);
+    fmt::print("{:<12} {} {:<5} {:>11.6g} {:>6} {:>9.3f}  {:<5} {:>10}  {} = {}\n", f.name, f.type,
+               level_name(level), w.ulp, bound, w.bits(), pass ? "pass" : "FAIL", w.points, hex, dec);
     if (w.wrong_signs)
       fmt::print("  {} zeros have the wrong sign, such as that at {}\n", w.wrong_signs,
                  accuracy::hexadecimal(w.sign_at, in, f.type));
-    csv.put(fmt::format("{},{},{},{:.6g},{},{:.4f},{},{},{},{},{},{},{}\n", f.name, f.type, level_name(level), w.ulp,
-                        ep ? f.la_ulp : bound, w.bits(), f.ep_bits, dec, hex,
-                        function.scalar_operand() ? fmt::format("{:a}", o.scalars[0]) : "", w.points, w.wrong_signs,
-                        pass ? "pass" : "fail"));
+    csv.put(fmt::format("{},{},{},{:.6g},{},{:.4f},{},{},{},{},{},{},{}\n", f.name, f.type, level_name(level),
+                        w.ulp, ep ? f.la_ulp : bound, w.bits(), f.ep_bits, dec, hex,
+                        function.scalar_operand() ? fmt::format("{:a}", o.scalars[0]) : "", w.points,
+                        w.wrong_signs, pass ? "pass" : "fail"));
   }
   std::fflush(stdout);
   if (!o.svg.empty()) {
@@ -121,8 +122,8 @@ void run(Options const& o) {
   csv.put("function,type,level,max_ulp,ulp_bound,good_bits,bits_bound,argument,argument_hex,scalar,points,"
           "wrong_zero_signs,pass\n");
   bool any = false, failed = false;
-  fmt::print("{:<12} {} {:<5} {:>11} {:>6} {:>9}  {:<5} {:>10}  {}\n", "function", "t", "level", "max ulp", "bound",
-             "good bits", "", "points", "worst argument");
+  fmt::print("{:<12} {} {:<5} {:>11} {:>6} {:>9}  {:<5} {:>10}  {}\n", "function", "t", "level", "max ulp",
+             "bound", "good bits", "", "points", "worst argument");
   for (orv::Function const& f : functions) {
     if (!o.function.empty() && f.name != o.function) continue;
     if (!o.type.empty() && f.type != o.type[0]) continue;
@@ -152,7 +153,8 @@ Command const
       app.add_flag("--exhaustive", o->exhaustive,
                    "all 2^32 arguments of one-operand functions in single precision");
       app.add_option("--points", o->points, "arguments for each function otherwise")->capture_default_str();
-      app.add_option("--scalar", o->scalars, "second operand of functions with a scalar one; the four of LinearFrac")
+      app.add_option("--scalar", o->scalars,
+                     "second operand of functions with a scalar one; the four of LinearFrac")
           ->expected(1, 4)
           ->capture_default_str();
       app.add_option("--seed", o->seed, "of the random arguments")->capture_default_str();

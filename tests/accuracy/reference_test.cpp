@@ -12,7 +12,8 @@ namespace {
 
 std::vector<Reference const*> all_references() {
   std::vector<Reference const*> all;
-  for (auto const& table : {elementary_references(), circular_references(), special_references(), complex_references()})
+  for (auto const& table :
+       {elementary_references(), circular_references(), special_references(), complex_references()})
     for (Reference const& r : table) all.push_back(&r);
   return all;
 }
@@ -68,7 +69,8 @@ class EachReference : public testing::TestWithParam<Reference const*> {
         wide[in + k] = static_cast<W>(k + 2) / 4;
         mpfr_set_ld(big[in + k].get(), static_cast<long double>(wide[in + k]), MPFR_RNDN);
       }
-      for (std::size_t k = 0; k < in; ++k) mpfr_set_ld(big[k].get(), static_cast<long double>(wide[k]), MPFR_RNDN);
+      for (std::size_t k = 0; k < in; ++k)
+        mpfr_set_ld(big[k].get(), static_cast<long double>(wide[k]), MPFR_RNDN);
       bool decided;
       if constexpr (sizeof(T) == 4)
         decided = r.quick(wide, quick);
@@ -92,8 +94,8 @@ class EachReference : public testing::TestWithParam<Reference const*> {
           EXPECT_LE(off, allowed) << std::hexfloat << x[0] << ", " << x[1] << ": " << quick[k] << " and "
                                   << exact[k].rounded();
         else
-          EXPECT_LE(off, 1e-3) << std::hexfloat << x[0] << ", " << x[1] << ", " << x[2] << ", " << x[3] << ": "
-                               << quick[k] << " and " << exact[k].rounded();
+          EXPECT_LE(off, 1e-3) << std::hexfloat << x[0] << ", " << x[1] << ", " << x[2] << ", " << x[3]
+                               << ": " << quick[k] << " and " << exact[k].rounded();
       }
     }
     EXPECT_GT(told, 20);
@@ -202,19 +204,20 @@ TEST(Engine, TheSampleDoesNotDependOnTheThreads) {
 }
 
 TEST(Engine, ByModulusAPartMayBeLost) {
-  Subject const subject{"Pow", 'z', [](Level, Arrays const& x, std::size_t n) {
-                          auto const *a = static_cast<const double*>(x.a), *b = static_cast<const double*>(x.b);
-                          for (std::size_t i = 0; i < n; ++i) {
-                            std::array<Big, 4> in{Big(a[2 * i]), Big(a[2 * i + 1]), Big(b[2 * i]), Big(b[2 * i + 1])};
-                            std::array<Big, 2> out;
-                            reference("Pow", 'z')->exact(in.data(), out.data());
-                            double* r = static_cast<double*>(x.r1) + 2 * i;
-                            r[0] = out[0].rounded();
-                            r[1] = out[1].rounded();
-                            // Within half a unit of the modulus, whatever it is for the part.
-                            if (std::isfinite(r[0]) && std::fabs(r[1]) < std::fabs(r[0]) * 0x1p-55) r[1] = 0;
-                          }
-                        }};
+  Subject const subject{
+      "Pow", 'z', [](Level, Arrays const& x, std::size_t n) {
+        auto const *a = static_cast<const double*>(x.a), *b = static_cast<const double*>(x.b);
+        for (std::size_t i = 0; i < n; ++i) {
+          std::array<Big, 4> in{Big(a[2 * i]), Big(a[2 * i + 1]), Big(b[2 * i]), Big(b[2 * i + 1])};
+          std::array<Big, 2> out;
+          reference("Pow", 'z')->exact(in.data(), out.data());
+          double* r = static_cast<double*>(x.r1) + 2 * i;
+          r[0] = out[0].rounded();
+          r[1] = out[1].rounded();
+          // Within half a unit of the modulus, whatever it is for the part.
+          if (std::isfinite(r[0]) && std::fabs(r[1]) < std::fabs(r[0]) * 0x1p-55) r[1] = 0;
+        }
+      }};
   Plan plan;
   plan.points = 4000;
   auto const worst = measure(subject, *reference("Pow", 'z'), plan);
