@@ -30,12 +30,16 @@ def accuracy(machine):
 
 def speed(machine):
     table = measurements.rows(DATA + "speed.csv")
-    peers = ["libm", "libmvec", "sleef_u10", "sleef_u35", "sleef_u05", "instruction"]
-    cells = {}
+    cells, peers = {}, []
     for r in table:
+        if r["who"] not in measurements.LEVELS and r["who"] not in peers:
+            peers.append(r["who"])
         cells.setdefault((r["type"] + r["function"], int(r["n"])), {})[r["who"]] = float(r["cycles_per_element"])
-    out = ["# Measured speed\n", machine, "\nCore cycles an element: medians of 15 interleaved runs. In brackets: "
-           "the peer's time over that of LA. Peers are held to 256-bit vectors.\n"]
+    out = ["# Measured speed\n", machine, "\nCore cycles an element: medians of interleaved runs. In brackets: the "
+           "peer's time over that of LA. Peers are built as their users build them (`-O3 -march=native`, no flag of this "
+           "tree): the C library's functions one by one (libm) and by vectors of 256 bits (libmvec), SLEEF's by their "
+           "error bounds in tenths of an ulp, plain loops that the compiler vectorises (loop), bare instructions on "
+           "256-bit vectors; names with _512 are the 512-bit variants, where the processor has them.\n"]
     for n in sorted({n for _, n in cells}):
         out.append("## n = %d\n" % n)
         out.append("| function | LA | HA | EP | " + " | ".join(peers) + " |")
