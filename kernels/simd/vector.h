@@ -371,6 +371,10 @@ template <class Function>
 ORV_INLINE Wide each(Wide a, Wide b, Function f) {
   return {f(a.low, b.low), f(a.high, b.high)};
 }
+template <class Function>
+ORV_INLINE Wide each(Wide a, Wide b, Wide c, Function f) {
+  return {f(a.low, b.low, c.low), f(a.high, b.high, c.high)};
+}
 
 // ---- memory ----
 ORV_INLINE F load(const float* p) { return _mm256_loadu_ps(p); }
