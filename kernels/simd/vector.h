@@ -293,7 +293,7 @@ struct Mask {
   ORV_INLINE friend Mask operator&(Mask a, Mask b) { return {a.v & b.v}; }
   ORV_INLINE friend Mask operator|(Mask a, Mask b) { return {a.v | b.v}; }
 };
-// False where an operand is NaN; `not_at_most` is true there.
+// False where an operand is NaN; `not_at_most` and `not_less` are true there.
 template <class T>
 ORV_INLINE Mask<T> is_equal(Vec<T> a, Vec<T> b) {
   return {compare<_CMP_EQ_OQ>(a, b)};
@@ -313,6 +313,10 @@ ORV_INLINE Mask<T> is_above(Vec<T> a, Vec<T> b) {
 template <class T>
 ORV_INLINE Mask<T> not_at_most(Vec<T> a, Vec<T> b) {
   return {compare<_CMP_NLE_UQ>(a, b)};
+}
+template <class T>
+ORV_INLINE Mask<T> not_less(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_NLT_UQ>(a, b)};
 }
 template <class T>
 ORV_INLINE Mask<T> is_unordered(Vec<T> a, Vec<T> b) {
