@@ -101,9 +101,8 @@ std::vector<Timing> time_function(Elementwise const& function, Peers& peers, lon
   for (Level level : {Level::LA, Level::HA, Level::EP})
     timings.push_back({std::string(level_name(level)), {}});
   if (peers.there()) {
-    std::istringstream names(peers.ask(fmt::format("peers {} {}", name, function.function().type)));
-    for (std::string peer; names >> peer;)
-      if (n >= 8 || peer == "libm") timings.push_back({peer, {}});
+    std::istringstream names(peers.ask(fmt::format("peers {} {} {}", name, function.function().type, n)));
+    for (std::string peer; names >> peer;) timings.push_back({peer, {}});
   }
   ErrorLog quiet;
   for (int run = 0; run <= runs; ++run) {

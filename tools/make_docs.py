@@ -1,56 +1,45 @@
 #!/usr/bin/env python3
-"""Writes docs/accuracy.md, docs/speed.md, docs/speed.svg and the lines of figures at the head of kernels' files from
-measurements:
+"""Writes docs/accuracy.md, docs/speed.md and docs/speed.svg from the measurements in docs/data
+(tools/measurements.py):
 
-  orv accuracy --csv docs/data/accuracy.csv                       sampled arguments
-  orv accuracy NAME --exhaustive --csv ...                        docs/data/accuracy_exhaustive.csv, all 2^32
-  orv accuracy NAME --points 1e8 --csv ...                        docs/data/accuracy_large.csv
+  orv accuracy --points 2e7 --csv docs/data/accuracy.csv            regions and sampled arguments
+  orv accuracy --exhaustive --type s --csv docs/data/accuracy_exhaustive.csv    all 2^32
   orv bench --n 1,8,64,1024,4194304 --csv docs/data/speed.csv
 
-docs/data/machine.txt says where and when they were made.
+docs/data/machine.txt says where and when they were made. The comments of kernels' files: tools/write_heads.py.
 """
-import csv
-import glob
-import os
-import re
+import measurements
 
 DATA = "docs/data/"
 
 
-def rows(name):
-    path = DATA + name
-    return list(csv.DictReader(open(path))) if os.path.exists(path) else []
-
-
 def accuracy(machine):
-    out = ["# Measured accuracy\n", machine]
-    for title, name in (("All 2^32 arguments, single precision", "accuracy_exhaustive.csv"),
-                        ("Many sampled arguments", "accuracy_large.csv"),
-                        ("Sampled arguments", "accuracy.csv")):
-        table = rows(name)
-        if not table:
-            continue
-        out.append("\n## %s\n" % title)
-        out.append("| function | type | level | max ulp | good bits | worst argument | points | bound kept |")
-        out.append("|---|---|---|---|---|---|---|---|")
-        for r in table:
-            second = ", " + r["second_argument"] if float(r["second_argument"] or 0) else ""
-            out.append("| %s | %s | %s | %s | %s | %s%s | %s | %s |" % (
-                r["function"], r["type"], r["level"], r["max_ulp"], r["good_bits"], r["argument"], second,
-                r["points"], "yes" if r["pass"] == "pass" else "**no**"))
+    out = ["# Measured accuracy\n", machine,
+           "\n| function | level | max ulp | good bits | worst argument | points | bound kept |",
+           "|---|---|---|---|---|---|---|"]
+    for (name, level), r in measurements.accuracy().items():
+        count = int(r["points"])
+        out.append("| %s | %s | %s | %s | %s | %s | %s |" % (
+            name, level, r["max_ulp"], r["good_bits"], measurements.argument(r),
+            "all 2^32" if count == 1 << 32 else count, "yes" if r["pass"] == "pass" else "**no**"))
     out.append("\nErrors in units in the last place of the correctly rounded value; below the normal range, of the "
-               "smallest denormal. Good bits: -log2 of the relative error where the value is normal; 999: exact.")
+               "smallest denormal. Good bits: -log2 of the relative error where the value is normal; 999: exact. The "
+               "worst argument is that of the error in ulp, at EP that of the bits.")
     open("docs/accuracy.md", "w").write("\n".join(out) + "\n")
 
 
 def speed(machine):
-    table = rows("speed.csv")
-    peers = ["libm", "libmvec", "sleef_u10", "sleef_u35", "sleef_u05", "instruction"]
-    cells = {}
+    table = measurements.rows(DATA + "speed.csv")
+    cells, peers = {}, []
     for r in table:
+        if r["who"] not in measurements.LEVELS and r["who"] not in peers:
+            peers.append(r["who"])
         cells.setdefault((r["type"] + r["function"], int(r["n"])), {})[r["who"]] = float(r["cycles_per_element"])
-    out = ["# Measured speed\n", machine, "\nCore cycles an element: medians of 15 interleaved runs. In brackets: "
-           "the peer's time over that of LA. Peers are held to 256-bit vectors.\n"]
+    out = ["# Measured speed\n", machine, "\nCore cycles an element: medians of interleaved runs. In brackets: the "
+           "peer's time over that of LA. Peers are built as their users build them (`-O3 -march=native`, no flag of this "
+           "tree): the C library's functions one by one (libm) and by vectors of 256 bits (libmvec), SLEEF's by their "
+           "error bounds in tenths of an ulp, plain loops that the compiler vectorises (loop), bare instructions on "
+           "256-bit vectors; names with _512 are the 512-bit variants, where the processor has them.\n"]
     for n in sorted({n for _, n in cells}):
         out.append("## n = %d\n" % n)
         out.append("| function | LA | HA | EP | " + " | ".join(peers) + " |")
@@ -96,38 +85,6 @@ def chart(cells):
     open("docs/speed.svg", "w").write("\n".join(svg) + "\n")
 
 
-def heads():
-    """The measured figures of a function in the file of its kernel; the run with most arguments counts."""
-    errors, cycles = {}, {}
-    for name in ("accuracy.csv", "accuracy_large.csv", "accuracy_exhaustive.csv"):
-        for r in rows(name):
-            if r["function"] != "Powx":
-                errors[r["type"] + r["function"], r["level"]] = r
-    for r in rows("speed.csv"):
-        if r["n"] == "1024":
-            cycles[r["type"] + r["function"], r["who"]] = float(r["cycles_per_element"])
-
-    def line(match):
-        name = match.group(1)
-        if (name, "LA") not in errors or (name, "LA") not in cycles:
-            return match.group(0)
-        parts = []
-        for level in ("LA", "HA"):
-            r = errors[name, level]
-            second = ", %.9g" % float(r["second_argument"]) if float(r["second_argument"] or 0) else ""
-            parts.append("%s %.3g at %.9g%s" % (level, float(r["max_ulp"]), float(r["argument"]), second))
-        parts.append("EP %.4g bits" % float(errors[name, "EP"]["good_bits"]))
-        parts.append(" / ".join("%.2f" % cycles[name, level] for level in ("LA", "HA", "EP")))
-        return "//   %s: %s" % (name, "; ".join(parts))
-
-    for path in sorted(glob.glob("kernels/*/*.cpp")):
-        text = open(path).read()
-        stated = re.sub(r"^//   ([sd][A-Z]\w*): LA .*$", line, text, flags=re.M)
-        if stated != text:
-            open(path, "w").write(stated)
-
-
 machine_text = open(DATA + "machine.txt").read().strip()
 accuracy(machine_text)
 speed(machine_text)
-heads()

@@ -1,31 +1,46 @@
-// The stated bounds, on a sample; `orv accuracy` measures more.
-#include "cli/accuracy.h"
-#include "tests/elementwise/support.h"
+// The stated bounds and the signs of zeros, on a sample that is the same everywhere; `orv accuracy` measures more.
+#include "accuracy/measure.h"
+#include "tests/elementwise/each_function.h"
+
+#include <set>
 
 namespace orv::test {
 namespace {
 
-TEST(Accuracy, BoundsOfTheListHoldOnASample) {
-  for (Function const& f : functions) {
-    auto const* reference = cli::reference(f.name);
-    if (!reference || (f.type != 's' && f.type != 'd')) continue;
-    auto const function = Elementwise::find(f.type, std::string(f.name));
-    for (double scalar : scalar_operands(f)) {
-      // The reciprocal of a positive power: 0 where that power overflows and the result would be denormal.
-      if (f.form == Form::scalar && scalar <= -2 && scalar >= -4) continue;
-      cli::AccuracyPlan plan;
-      plan.points = f.form == Form::scalar ? 20'000 : 100'000;
-      plan.scalar = scalar;
-      auto const worst = cli::measure_accuracy(function, *reference, plan);
-      for (Level level : {Level::LA, Level::HA, Level::EP}) {
-        auto const& w = worst[static_cast<std::size_t>(level)];
-        EXPECT_TRUE(cli::keeps_bound(f, level, w))
-            << f.type << f.name << " " << level_name(level) << ": " << w.ulp << " ulp at " << w.ulp_a << ", "
-            << w.ulp_b << "; " << w.bits() << " bits at " << w.bits_a << ", " << w.bits_b << "; scalar "
-            << scalar;
-      }
+class Accuracy : public EachFunction {};
+
+TEST_P(Accuracy, BoundsAndSignsOfZeroHoldOnASample) {
+  Function const& f = *GetParam();
+  auto const* reference = accuracy::reference(f.name, f.type);
+  auto const function = Elementwise::find(f.type, std::string(f.name));
+  for (double scalar : scalar_operands(f)) {
+    accuracy::Plan plan;
+    plan.points = f.form == Form::scalar ? 20'000 : 100'000;
+    plan.scalars = {scalar, 0.5, 1.25, 3};
+    auto const worst = accuracy::measure(accuracy::subject(function), *reference, plan);
+    for (Level level : {Level::LA, Level::HA, Level::EP}) {
+      auto const& w = worst[static_cast<std::size_t>(level)];
+      int const in = reference->shape.in();
+      EXPECT_TRUE(accuracy::keeps_bound(f, level, w))
+          << level_name(level) << ": " << w.ulp << " ulp at " << accuracy::hexadecimal(w.ulp_at, in, f.type)
+          << "; " << w.bits() << " bits at " << accuracy::hexadecimal(w.bits_at, in, f.type) << "; "
+          << w.wrong_signs << " zeros of the wrong sign, such as at "
+          << accuracy::hexadecimal(w.sign_at, in, f.type) << "; scalar " << scalar;
     }
   }
+}
+ORV_EACH_FUNCTION_THAT(Accuracy,
+                       [](Function const& f) { return accuracy::reference(f.name, f.type) != nullptr; });
+
+TEST(AccuracyList, OnlySelectionsHaveNoReference) {
+  // values_test.cpp compares them with plain code.
+  std::set<std::string_view> const selections = {"CopySign", "Fmax", "Fmin",     "MaxMag",
+                                                 "MinMag",   "Fdim", "NextAfter"};
+  for (Function const& f : functions)
+    if (f.form != Form::pack) {
+      EXPECT_EQ(accuracy::reference(f.name, f.type) == nullptr, selections.contains(f.name))
+          << f.type << f.name;
+    }
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // What all kernels must hold, whatever they compute.
-#include "tests/elementwise/support.h"
+#include "tests/elementwise/each_function.h"
 #include "tests/support/guarded.h"
 
 #include <xmmintrin.h>
@@ -7,8 +7,10 @@
 namespace orv::test {
 namespace {
 
-TEST(EveryKernel, AllFormsOfACallGiveTheSameBits) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+class EveryKernel : public EachFunction {};
+
+TEST_P(EveryKernel, AllFormsOfACallGiveTheSameBits) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     for (std::size_t n : {1, 3, 4, 5, 7, 8, 9, 17, 31, 32, 33, 67}) {
       auto const a = mixed_values<T>(n, 1), b = mixed_values<T>(n, 2);
       auto const whole = call(f, level, a, b, scalar);
@@ -83,8 +85,8 @@ TEST(EveryKernel, AllFormsOfACallGiveTheSameBits) {
   });
 }
 
-TEST(EveryKernel, StrideZeroReadsTheFirstElementForAll) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+TEST_P(EveryKernel, StrideZeroReadsTheFirstElementForAll) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     std::size_t const n = 11;
     std::vector<T> const a(n, T(0.625)), b(n, T(1.25));
     auto const expected = call(f, level, a, b, scalar);
@@ -98,8 +100,8 @@ TEST(EveryKernel, StrideZeroReadsTheFirstElementForAll) {
   });
 }
 
-TEST(EveryKernel, NoAccessBeyondTheArrays) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+TEST_P(EveryKernel, NoAccessBeyondTheArrays) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     for (std::size_t n = 0; n <= 2 * 32 / sizeof(T) + 3; ++n) {
       for (auto side : {Guarded<T>::at_end, Guarded<T>::at_start}) {
         Guarded<T> a(n, side), b(n, side), r1(n, side), r2(n, side);
@@ -125,8 +127,8 @@ TEST(EveryKernel, NoAccessBeyondTheArrays) {
   });
 }
 
-TEST(EveryKernel, ASpecialValueInAnyLaneDisturbsNoNeighbour) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+TEST_P(EveryKernel, ASpecialValueInAnyLaneDisturbsNoNeighbour) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     constexpr std::size_t n = 32 / sizeof(T);
     std::vector<T> const plain_a(n, T(0.875)), plain_b(n, T(1.125));
     auto const plain = call(f, level, plain_a, plain_b, scalar);
@@ -145,9 +147,9 @@ TEST(EveryKernel, ASpecialValueInAnyLaneDisturbsNoNeighbour) {
   });
 }
 
-TEST(EveryKernel, ErrorsComeInRisingOrderAndTheStatusIsTheLastOnes) {
+TEST_P(EveryKernel, ErrorsComeInRisingOrderAndTheStatusIsTheLastOnes) {
   auto const status = ORV_FUNCTION_OF(orv_elw_kernel_GetErrStatus);
-  for_each_kernel([&]<class T>(Elementwise const& f, Level level, double scalar) {
+  for_each_level(*GetParam(), [&]<class T>(Elementwise const& f, Level level, double scalar) {
     auto const a = mixed_values<T>(200, 7), b = mixed_values<T>(200, 8);
     std::vector<T> r1(200), r2(200);
     ErrorLog log;
@@ -165,8 +167,8 @@ TEST(EveryKernel, ErrorsComeInRisingOrderAndTheStatusIsTheLastOnes) {
   });
 }
 
-TEST(EveryKernel, TheCallersControlStateIsRestoredAndDoesNotMatter) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+TEST_P(EveryKernel, TheCallersControlStateIsRestoredAndDoesNotMatter) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     // Ordinary values only: with overflow unmasked the caller's own code must not meet one.
     std::vector<T> a(13), b(13);
     for (std::size_t i = 0; i < 13; ++i) {
@@ -202,15 +204,14 @@ TEST(EveryKernel, TheCallersControlStateIsRestoredAndDoesNotMatter) {
   });
 }
 
-TEST(EveryKernel, CostsRiseFromEpOverLaToHa) {
-  for (Function const& f : functions) {
-    if ((f.type != 's' && f.type != 'd')) continue;
-    auto const function = Elementwise::find(f.type, std::string(f.name));
-    EXPECT_LE(function.cost(Level::EP), function.cost(Level::LA)) << f.type << f.name;
-    EXPECT_LE(function.cost(Level::LA), function.cost(Level::HA)) << f.type << f.name;
-    EXPECT_GT(function.cost(Level::EP), 0) << f.type << f.name;
-  }
+TEST_P(EveryKernel, CostsRiseFromEpOverLaToHa) {
+  Function const& f = *GetParam();
+  auto const function = Elementwise::find(f.type, std::string(f.name));
+  EXPECT_LE(function.cost(Level::EP), function.cost(Level::LA));
+  EXPECT_LE(function.cost(Level::LA), function.cost(Level::HA));
+  EXPECT_GT(function.cost(Level::EP), 0);
 }
+ORV_EACH_FUNCTION(EveryKernel);
 
 } // namespace
 } // namespace orv::test

@@ -132,25 +132,4 @@ template <class T>
   return ::testing::AssertionSuccess();
 }
 
-// Runs a check for each function of real type, each level that has a kernel of its own, and its scalars.
-template <class Check>
-void for_each_kernel(Check check) {
-  for (Function const& f : functions) {
-    if ((f.type != 's' && f.type != 'd') || f.form == Form::pack) continue;
-    auto const function = Elementwise::find(f.type, std::string(f.name));
-    for (Level level : {Level::LA, Level::HA, Level::EP}) {
-      if (kernel_level(f.slots, level) != level) continue;
-      for (double scalar : scalar_operands(f)) {
-        SCOPED_TRACE(std::string(1, f.type) + std::string(f.name) + " " + std::string(level_name(level)) +
-                     (f.form == Form::scalar ? " scalar " + std::to_string(scalar) : ""));
-        if (f.type == 's')
-          check.template operator()<float>(function, level, scalar);
-        else
-          check.template operator()<double>(function, level, scalar);
-        if (::testing::Test::HasFatalFailure()) return;
-      }
-    }
-  }
-}
-
 } // namespace orv::test

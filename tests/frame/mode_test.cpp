@@ -85,6 +85,51 @@ TEST(Mode, SetReplacesWholeFieldsThatAreNotZero) {
             0x1A03u);
 }
 
+TEST(Mode, EachFieldIsReplacedAloneAndWhole) {
+  // Every value of a field after every other one; the rest of the word stays.
+  constexpr uint32_t fields[] = {0x3, 0xFF00, 0x3C0000, 0xF000000, 0x20000};
+  for (uint32_t mask : fields)
+    for (uint32_t lowest = mask & -mask, old = lowest; old <= mask; old += lowest)
+      for (uint32_t value : {lowest, mask, mask & (lowest * 2), mask & (lowest * 5)}) {
+        if ((old & ~mask) || !value) continue;
+        uint32_t const others = 0x1A02 & ~mask;
+        ElwGetThreadState().mode = others | old;
+        orv_elw_kernel_SetMode(value);
+        uint32_t const mode = orv_elw_kernel_GetMode();
+        ASSERT_EQ(mode & ~mask, others) << std::hex << mask << " " << old << " " << value;
+        if (mask != 0x20000) {
+          ASSERT_EQ(mode & mask, value) << std::hex << mask << " " << old << " " << value;
+        }
+      }
+  ElwGetThreadState().mode = 0x1A02;
+}
+
+TEST(Mode, TheTableIndexIsThatOfTheAccuracy) {
+  for (uint32_t accuracy : {1u, 2u, 3u}) {
+    ElwGetThreadState().mode = 0x1A00 | accuracy;
+    EXPECT_EQ(orv_elw_kernel_GetTTableIndex(), static_cast<int>(accuracy) - 1);
+    EXPECT_EQ(orv_elw_kernel_GetTTableIndexM(0, 0x141A00 | accuracy), static_cast<int>(accuracy) - 1);
+  }
+  ElwGetThreadState().mode = 0x1A02;
+}
+
+int other_callback(OrvErrorRecord*) { return 1; }
+
+TEST(Mode, CallbackAndVectorPointerBelongToTheThread) {
+  orv_elw_kernel_SetErrorCallBack(other_callback);
+  int here;
+  EXPECT_EQ(orv_elw_kernel_SetInterfInputVectorPointer(&here), &here);
+  std::thread([] {
+    EXPECT_EQ(orv_elw_kernel_GetErrorCallBack(), nullptr);
+    EXPECT_EQ(ElwGetThreadState().interfInputVector, nullptr);
+    EXPECT_EQ(orv_elw_kernel_GetMode(), 0x1A02u);
+  }).join();
+  EXPECT_EQ(ElwGetThreadState().interfInputVector, &here);
+  orv_elw_kernel_SetInterfInputVectorPointer(nullptr);
+  EXPECT_EQ(orv_elw_kernel_ClearErrorCallBack(), other_callback);
+  ElwGetThreadState().mode = 0x1A02;
+}
+
 TEST(Mode, ThreadsHaveTheirOwn) {
   ElwGetThreadState().mode = 0x1A01;
   orv_elw_kernel_SetErrStatus(3);

@@ -81,12 +81,27 @@ TEST_F(Report, IndexCountsFromTheWholeVector) {
   orv_elw_kernel_SetInterfInputVectorPointer(a + 2);
   ElwReportErrorD(1, 3, a, a, r, r, "vdLn");
   EXPECT_EQ(records.back().index, 1);
+  EXPECT_EQ(records.back().arg1, -4) << "the element is that of this call";
+  // Elements of the operand's own size.
+  static float f[108];
+  orv_elw_kernel_SetInterfInputVectorPointer(f);
+  ElwReportErrorS(1, 3, f + 100, f, f, f, "vsLn");
+  EXPECT_EQ(records.back().index, 103);
+  static Complex<double> z[104];
+  orv_elw_kernel_SetInterfInputVectorPointer(z);
+  ElwReportErrorZ(1, 3, z + 100, z, z, z, "vzLn");
+  EXPECT_EQ(records.back().index, 103);
 }
 
 TEST_F(Report, NamesAreCutAt47Characters) {
+  ElwReportErrorD(1, 0, a, a, r, r, "12345678901234567890123456789012345678901234567");
+  EXPECT_EQ(records.back().name_length, 47);
+  ElwReportErrorD(1, 0, a, a, r, r, "");
+  EXPECT_EQ(records.back().name_length, 0);
+  EXPECT_STREQ(records.back().name, "");
   ElwReportErrorD(1, 0, a, a, r, r, "12345678901234567890123456789012345678901234567890");
   EXPECT_EQ(records.back().name_length, 47);
-  EXPECT_EQ(std::strlen(records.back().name), 47u);
+  EXPECT_STREQ(records.back().name, "12345678901234567890123456789012345678901234567");
 }
 
 TEST_F(Report, TheCallbackDecidesOnTheResult) {
@@ -94,6 +109,7 @@ TEST_F(Report, TheCallbackDecidesOnTheResult) {
   orv_elw_kernel_SetMode(ORV_ERRMODE_CALLBACK);
   ElwReportErrorD(1, 3, a, a, r, r, "vdLn");
   EXPECT_EQ(r[3], 42) << "res2 is written first, res1 stays";
+  EXPECT_EQ(r[2] + r[4], 12 + 14) << "neighbours stay";
   EXPECT_EQ(errno, 0);
   orv_elw_kernel_SetMode(ORV_ERRMODE_DEFAULT);
   ElwReportErrorD(2, 4, a, a, r, r, "vdLn");
@@ -105,6 +121,9 @@ TEST_F(Report, TheCallbackDecidesOnTheResult) {
   EXPECT_EQ(r[5], 15) << "dealt with: nothing else happens";
   EXPECT_EQ(errno, 0);
   EXPECT_EQ(orv_elw_kernel_GetErrStatus(), 1);
+  answer = -1;
+  ElwReportErrorD(2, 6, a, a, r, r, "vdLn");
+  EXPECT_EQ(r[6], 16) << "any answer but 0";
 }
 
 TEST_F(Report, SwitchedOffAndIgnored) {
@@ -122,14 +141,64 @@ TEST_F(Report, SwitchedOffAndIgnored) {
 }
 
 TEST_F(Report, StatusesOfNoElementFillNoneAndWriteNoneBack) {
-  for (auto [status, number] : {std::pair{-1, 22}, {-2, 13}, {77, 14}}) {
-    errno = 0;
-    ElwReportErrorD(status, 0, a, a, r, r, "vdLn");
-    EXPECT_EQ(errno, number);
+  replacement = 42;
+  for (int status : {-1, -2}) {
+    records.clear();
+    ElwReportErrorD(status, 3, nullptr, nullptr, nullptr, nullptr, "vdLn"); // no element is read either
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].code, status);
+    EXPECT_EQ(records[0].index, 3);
+    EXPECT_STREQ(records[0].name, "vdLn");
+    ElwReportErrorD(status, 3, a, a, r, r, "vdLn");
+    EXPECT_EQ(r[3], 13) << "no result is written";
   }
+  // An unknown status concerns an element.
+  ElwReportErrorD(77, 3, a, a, r, r, "vdLn");
+  EXPECT_EQ(records.back().arg1, -4);
+  EXPECT_EQ(r[3], 42);
 }
 
-TEST_F(Report, MessagesByTheShapeOfTheElement) {
+TEST_F(Report, EachStatusHasItsErrno) {
+  for (auto [status, number] : {std::pair{1, 33}, {2, 34}, {3, 34}, {4, 34}, {-1, 22}, {-2, 13}, {5, 14}}) {
+    errno = 0;
+    ElwReportErrorD(status, 0, a, a, r, r, "vdLn");
+    EXPECT_EQ(errno, number) << "status " << status;
+    EXPECT_EQ(orv_elw_kernel_GetErrStatus(), status);
+  }
+  errno = 77;
+  orv_elw_kernel_SetMode(ORV_ERRMODE_STDERR);
+  testing::internal::CaptureStderr();
+  ElwReportErrorD(1, 0, a, a, r, r, "vdLn");
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(errno, 77) << "left alone without its mode bit";
+}
+
+TEST_F(Report, ACallbackMayChangeBothResults) {
+  double first[3] = {1, 2, 3}, second[3] = {4, 5, 6};
+  orv_elw_kernel_SetErrorCallBack([](OrvErrorRecord* record) {
+    record->res1 = -record->res1;
+    record->res2 = 10 * record->res2;
+    return 0;
+  });
+  ElwReportErrorD(1, 1, a, a, first, second, "vdModf");
+  EXPECT_EQ(first[1], -2);
+  EXPECT_EQ(second[1], 50);
+  EXPECT_EQ(first[0] + first[2] + second[0] + second[2], 1 + 3 + 4 + 6) << "neighbours stay";
+  float fa[2] = {1, 2}, f1[2] = {3, 4}, f2[2] = {5, 6};
+  ElwReportErrorS(1, 1, fa, fa, f1, f2, "vsModf");
+  EXPECT_EQ(f1[1], -4);
+  EXPECT_EQ(f2[1], 60);
+  Complex<double> z[2] = {{1, 2}, {3, 4}}, w[2] = {{5, 6}, {7, 8}};
+  orv_elw_kernel_SetErrorCallBack([](OrvErrorRecord* record) {
+    record->res1_im = -1;
+    return 0;
+  });
+  ElwReportErrorZ(1, 1, z, z, w, w, "vzLn");
+  EXPECT_EQ(w[1].re, 7);
+  EXPECT_EQ(w[1].im, -1);
+}
+
+TEST_F(Report, MessagesWordForWord) {
   orv_elw_kernel_SetMode(ORV_ERRMODE_STDERR);
   auto printed = [&](int status, double arg2, double res2) {
     double const x[1] = {-4}, y[1] = {arg2};
@@ -138,17 +207,28 @@ TEST_F(Report, MessagesByTheShapeOfTheElement) {
     ElwReportErrorD(status, 0, x, y, r1, r2, "vdName");
     return testing::internal::GetCapturedStderr();
   };
-  auto lines = [](std::string const& s) { return std::count(s.begin(), s.end(), '\n'); };
-  std::string const one = printed(1, -4, 7);
-  EXPECT_NE(one.find("vdName"), std::string::npos);
-  EXPECT_NE(one.find("domain"), std::string::npos);
-  EXPECT_EQ(lines(one), 3);
-  EXPECT_EQ(lines(printed(1, 0.0, 7)), 3) << "a second operand of zero counts as none";
-  EXPECT_EQ(lines(printed(1, NAN, 7)), 4) << "a NaN is a second operand";
-  EXPECT_EQ(lines(printed(2, -4, 8)), 4);
-  EXPECT_EQ(lines(printed(3, 5, 8)), 5);
-  EXPECT_EQ(lines(printed(-1, 5, 8)), 1);
-  EXPECT_EQ(lines(printed(0, 5, 8)), 0);
+  std::string const domain = "orv: vdName: argument outside the domain of the function\n",
+                    one_argument = "orv:   element 0: argument -4\n",
+                    one_result = "orv:   element 0: result 7\n";
+  EXPECT_EQ(printed(1, -4, 7), domain + one_argument + one_result);
+  EXPECT_EQ(printed(1, 0.0, 7), domain + one_argument + one_result)
+      << "a second operand of zero counts as none";
+  EXPECT_EQ(printed(1, NAN, 7),
+            domain + "orv:   element 0: first argument -4\norv:   element 0: second argument nan\n" +
+                one_result)
+      << "a NaN is a second operand";
+  EXPECT_EQ(printed(2, -4, 8), "orv: vdName: pole of the function, the result is infinite\n" + one_argument +
+                                   "orv:   element 0: first result 7\norv:   element 0: second result 8\n");
+  EXPECT_EQ(printed(3, 5, 0.1),
+            "orv: vdName: overflow, the result is too large\n"
+            "orv:   element 0: first argument -4\norv:   element 0: second argument 5\n"
+            "orv:   element 0: first result 7\norv:   element 0: second result 0.10000000000000001\n");
+  EXPECT_EQ(printed(4, -4, 7),
+            "orv: vdName: underflow, the result is too small\n" + one_argument + one_result);
+  EXPECT_EQ(printed(-1, 5, 8), "orv: vdName: argument 0 is not valid\n");
+  EXPECT_EQ(printed(-2, 5, 8), "orv: vdName: memory that was given cannot be accessed\n");
+  EXPECT_EQ(printed(9, -4, 7), "orv: vdName: unknown error\n" + one_argument + one_result);
+  EXPECT_EQ(printed(0, 5, 8), "");
 }
 
 uint16_t x87_flags() {
@@ -168,6 +248,19 @@ TEST_F(Report, ExceptionFlagWithoutATrap) {
     ElwReportErrorD(c.status, 0, a, a, r, r, "vdLn");
     EXPECT_EQ(x87_flags(), c.flag);
   }
+  // Flags add up; control word and stack stay.
+  __asm__ volatile("fnclex");
+  uint16_t before, after;
+  __asm__ volatile("fnstcw %0" : "=m"(before));
+  ElwReportErrorD(1, 0, a, a, r, r, "vdLn");
+  ElwReportErrorD(2, 0, a, a, r, r, "vdLn");
+  __asm__ volatile("fnstcw %0" : "=m"(after));
+  EXPECT_EQ(x87_flags(), 0x05);
+  EXPECT_EQ(after, before);
+  __asm__ volatile("fnclex");
+  orv_elw_kernel_SetMode(ORV_ERRMODE_ERRNO);
+  ElwReportErrorD(1, 0, a, a, r, r, "vdLn");
+  EXPECT_EQ(x87_flags(), 0) << "not asked for";
 }
 
 #ifndef _WIN32 // as a signal

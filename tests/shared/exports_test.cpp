@@ -2,6 +2,7 @@
 #include "frame/functions.h"
 #include "orv/elementwise.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -72,45 +74,83 @@ TEST(Exports, TheListOfFunctionsGivesTheElementwiseNames) {
   EXPECT_EQ(made, names_in(ORV_SOURCE_DIR "/exports/elementwise.txt"));
 }
 
-// The instructions of an entry, by name.
-std::vector<std::string> disassembly(void* handle, std::string const& name) {
-  Dl_info info;
-  void* address = dlsym(handle, name.c_str());
-  if (!address || !dladdr(address, &info)) return {};
-  auto const offset = static_cast<char*>(address) - static_cast<char*>(info.dli_fbase);
+// All instructions between two offsets in the library, by offset, from one run of the disassembler.
+std::map<std::ptrdiff_t, std::string> disassembly(std::ptrdiff_t first, std::ptrdiff_t last) {
   char command[512];
   std::snprintf(command, sizeof command,
-                "objdump -d --no-show-raw-insn --start-address=%td --stop-address=%td %s | sed -n 's/^ "
-                "*[0-9a-f]*:\\t//p'",
-                offset, offset + 16, library.c_str());
-  return lines_of(command);
+                "objdump -d --no-show-raw-insn --start-address=%td --stop-address=%td %s", first, last,
+                library.c_str());
+  std::map<std::ptrdiff_t, std::string> code;
+  for (std::string const& line : lines_of(command)) {
+    auto const colon = line.find(":\t");
+    if (colon != line.npos) code[std::strtoll(line.c_str(), nullptr, 16)] = line.substr(colon + 2);
+  }
+  return code;
 }
 
-TEST(Thunks, OneLoadAndOneJump) {
+class Offsets {
+ public:
+  explicit Offsets(void* handle) : handle_(handle) {}
+  std::ptrdiff_t operator()(std::string const& name) const {
+    Dl_info info;
+    void* address = dlsym(handle_, name.c_str());
+    if (!address || !dladdr(address, &info)) return -1;
+    return static_cast<char*>(address) - static_cast<char*>(info.dli_fbase);
+  }
+
+ private:
+  void* handle_;
+};
+
+// The offset that the jump of a thunk takes its target from; -1 if the thunk is anything but one load and one jump.
+std::ptrdiff_t slot_of_thunk(std::map<std::ptrdiff_t, std::string> const& code, std::ptrdiff_t at) {
+  auto line = code.find(at);
+  if (line == code.end()) return -1;
+#ifdef __x86_64__
+  auto const comment = line->second.find("# ");
+  if (line->second.find("jmp    *") != 0 || comment == line->second.npos) return -1;
+  return std::strtoll(line->second.c_str() + comment + 2, nullptr, 16);
+#else
+  // The call leaves the address behind it in eax, which the jump adds to.
+  if (line->second.find("call   ") != 0 || ++line == code.end() || line->second.find("jmp    *") != 0)
+    return -1;
+  return line->first + static_cast<int32_t>(std::strtoll(line->second.c_str() + 8, nullptr, 16));
+#endif
+}
+
+TEST(Thunks, EachIsOneJumpThroughItsOwnSlot) {
   void* handle = dlopen(library.c_str(), RTLD_NOW);
   ASSERT_NE(handle, nullptr) << dlerror();
+  Offsets const offset(handle);
+  struct Thunk {
+    std::string name, table;
+    int slot;
+    std::ptrdiff_t at;
+  };
+  std::vector<Thunk> thunks;
   for (Function const& f : functions) {
     if (f.form == Form::pack) continue;
-    for (const char* form : {"", "I"})
-      for (const char* level : {"", "_HA"}) {
-        auto const code =
-            disassembly(handle, std::string("_elw") + f.type + std::string(f.name) + form + level);
-        ASSERT_GE(code.size(), 1u);
-#ifdef __x86_64__
-        EXPECT_EQ(code[0].find("jmp    *"), 0u) << f.name << ": " << code[0];
-#else
-        ASSERT_GE(code.size(), 2u);
-        EXPECT_EQ(code[0].find("call   "), 0u) << f.name << ": " << code[0];
-        EXPECT_EQ(code[1].find("jmp    *"), 0u) << f.name << ": " << code[1];
-#endif
-      }
-    // One entry point, two names; the other levels are entries of their own.
-    std::string const name = std::string("_elw") + f.type + std::string(f.name);
-    EXPECT_EQ(dlsym(handle, name.c_str()), dlsym(handle, (name + "_HA").c_str()));
-    EXPECT_NE(dlsym(handle, name.c_str()),
-              dlsym(handle, (name + (f.type == 's' || f.type == 'c' ? "_21" : "_50")).c_str()));
-    if (f.name != "Exp" && f.name != "Add") break; // a disassembler run each: the first, and two more kinds
+    bool const single = f.type == 's' || f.type == 'c';
+    for (const char* form : {"", "I"}) {
+      std::string const base = f.type + std::string(f.name) + form,
+                        table = "orv_elw_kernel_" + base + "_ttab";
+      for (auto [level, slot] :
+           {std::pair{single ? "_21" : "_50", 0}, {"", 1}, {"_HA", 1}, {single ? "_11" : "_26", 2}})
+        thunks.push_back({"_elw" + base + level, table, slot, offset("_elw" + base + level)});
+    }
   }
+  auto const [first, last] = std::minmax_element(thunks.begin(), thunks.end(),
+                                                 [](auto const& a, auto const& b) { return a.at < b.at; });
+  auto const code = disassembly(first->at, last->at + 16);
+  std::set<std::ptrdiff_t> entries;
+  for (Thunk const& t : thunks) {
+    ASSERT_NE(t.at, -1) << t.name;
+    EXPECT_EQ(slot_of_thunk(code, t.at),
+              offset(t.table) + t.slot * static_cast<std::ptrdiff_t>(sizeof(void*)))
+        << t.name;
+    entries.insert(t.at);
+  }
+  EXPECT_EQ(entries.size(), thunks.size() / 4 * 3) << "an entry for each level, HA with two names";
   dlclose(handle);
 }
 
