@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <tuple>
 
 using namespace tools;
 
@@ -150,6 +151,78 @@ TEST_F(Images, BadHeaders) {
   ASSERT_EQ(__rnqLoadStreamM(&moved.p, longer.data()), RnqOk);
   EXPECT_EQ(moved.words(20), s.words(20));
   EXPECT_EQ(load_file(longer), RnqOk);
+}
+
+// Each field at its bound, one below and one above, in memory and in a file.
+TEST_F(Images, FieldsAtTheirBounds) {
+  Stream s(0x200000);
+  auto const good = image_of(s.p);
+  auto both = [&](Bytes const& b) {
+    int32_t const file = load_file(b), memory = load_memory(b);
+    EXPECT_EQ(file == RnqOk, memory == RnqOk);
+    return file;
+  };
+  auto with = [&](size_t at, auto value) {
+    Bytes b = good;
+    b.resize(b.size() + 70000); // room for what a wrong size would read
+    put(b, at, value);
+    return both(b);
+  };
+  EXPECT_EQ(with(8, uint16_t{24}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{25}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{0xFFFF}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{0}), RnqErrBadFileFormat);
+  for (uint32_t bytes : {0u, 1u, 1007u, 1009u, 1024u, 0x80000000u + 1008u, 0xFFFFFFFFu})
+    EXPECT_EQ(with(12, bytes), RnqErrBadFileFormat) << bytes;
+  EXPECT_EQ(with(12, uint32_t{1008}), RnqOk);
+  for (auto [number, size, status] : {std::tuple{0x500000 + 272, 32, RnqOk},
+                                      {0x500000 + 273, 32, RnqErrBadFileFormat},
+                                      {276, 32, RnqOk},
+                                      {279, 32, RnqErrBadFileFormat},
+                                      {280, 32, RnqErrBadFileFormat},
+                                      {281, 32, RnqErrBadFileFormat},
+                                      {0x900000 + 6023, 296, RnqOk},
+                                      {0x900000 + 6024, 296, RnqErrBadFileFormat},
+                                      {__rnqGetNumRegBrngs() << 20, 48, RnqOk},
+                                      {(__rnqGetNumRegBrngs() + 1) << 20, 48, RnqErrBadFileFormat},
+                                      {INT32_MIN, 32, RnqErrBadFileFormat}}) {
+    Bytes b(24 + static_cast<size_t>(size));
+    std::memcpy(b.data(), good.data(), 24);
+    put(b, 12, static_cast<uint32_t>(size));
+    put(b, 20, static_cast<int32_t>(number));
+    EXPECT_EQ(both(b), status) << std::hex << number;
+  }
+  // Chunks: as many as are told are read, of any size down to none.
+  Bytes chunks = good;
+  for (uint32_t id : {5u, 6u}) {
+    Bytes head(24);
+    put(head, 0, id);
+    chunks.insert(chunks.end(), head.begin(), head.end());
+  }
+  for (uint16_t count : {0, 1, 2}) {
+    put(chunks, 16, count);
+    Stream t;
+    ASSERT_EQ(__rnqLoadStreamM(&t.p, chunks.data()), RnqOk);
+    EXPECT_EQ(__rnqGetNumChunks(t.p), count);
+    EXPECT_EQ(load_file(chunks), RnqOk);
+  }
+  put(chunks, 16, uint16_t{3});
+  EXPECT_EQ(load_file(chunks), RnqErrFileRead);
+  put(chunks, 16, uint16_t{0xFFFF});
+  EXPECT_EQ(load_file(chunks), RnqErrFileRead);
+  // Payloads around the pieces that a file is read in.
+  for (uint32_t size : {1u, 65535u, 65536u, 65537u, 131071u, 131072u, 131073u}) {
+    Stream t(0x200000), u;
+    auto* data = static_cast<char*>(orv::core::allocate(size));
+    for (uint32_t i = 0; i < size; ++i) data[i] = static_cast<char>(i * 37 >> 3);
+    ASSERT_EQ(__rnqAddChunk(t.p, 3, nullptr, data, size), RnqOk);
+    ASSERT_EQ(__rnqSaveStreamF(t.p, path_.c_str(), -1), RnqOk);
+    ASSERT_EQ(__rnqLoadStreamF(&u.p, path_.c_str(), -1), RnqOk);
+    EXPECT_EQ(image_of(u.p), image_of(t.p)) << size;
+    auto cut = read();
+    cut.pop_back();
+    EXPECT_EQ(load_file(cut), RnqErrFileRead) << size;
+  }
 }
 
 TEST_F(Images, AnyCutOfAFileIsAReadError) {
