@@ -274,6 +274,8 @@ template <class T>
 void write_rows(Outputs<T> const& out, Job<T> const& job, Slot<T> const& slot) {
   unsigned const rows = rows_in_use(job.family, job.order);
   double const w = slot.weight, unbiased = 1 / freedom<double>(w, slot.weight2);
+  // As the next block will see it.
+  bool const single = freedom<T>(static_cast<T>(w), static_cast<T>(slot.weight2)) == 0;
   bool const fast = job.family == Family::fast;
   for (int r = Mean; r <= Raw4; ++r) {
     if (!(rows & 1u << r)) continue;
@@ -304,7 +306,8 @@ void write_rows(Outputs<T> const& out, Job<T> const& job, Slot<T> const& slot) {
       bool const moment = out.array(moment_output(r)) != nullptr;
       if (moment)
         out.each(moment_output(r), [&](ptrdiff_t j) { return r == Central2 ? unbiased * x[j] : x[j] / w; });
-      if (out.array(sum_output(r)) && (!moment || out.wants(sum_output(r))))
+      bool const only_place = !moment || (r == Central2 && single);
+      if (out.array(sum_output(r)) && (only_place || out.wants(sum_output(r))))
         out.each(sum_output(r), [&](ptrdiff_t j) { return x[j]; });
     }
   }

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -92,6 +94,24 @@ TEST(CoreServices, LocksExcludeEachOther) {
   EXPECT_EQ(total, 60000);
   EXPECT_FALSE(met);
   EXPECT_EQ(word, 0);
+}
+
+TEST(CoreServices, ALockThatIsTakenIsWaitedFor) {
+  int32_t word = 0;
+  std::atomic<int> stage{0};
+  orv_serv_lock(&word);
+  std::thread other([&] {
+    stage = 1;
+    orv_serv_lock(&word);
+    stage = 2;
+    orv_serv_unlock(&word);
+  });
+  while (stage == 0) std::this_thread::yield();
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  EXPECT_EQ(stage, 1);
+  orv_serv_unlock(&word);
+  other.join();
+  EXPECT_EQ(stage, 2);
 }
 
 TEST(CoreServices, MessagesByNumber) {

@@ -2,6 +2,7 @@
 // tiny weights, large offsets shared among threads, matrices asked for in changing order.
 #include "orv/mode.h"
 #include "tests/statistics/expect.h"
+#include "tests/support/guarded.h"
 
 namespace {
 using namespace orv::test;
@@ -58,6 +59,21 @@ TYPED_TEST(HardData, FirstBlockOfOneObservationOfAnyWeight) {
         }
 }
 
+// The sums' arrays are there, but nobody asked for them: nothing is read that wasn't written.
+TYPED_TEST(HardData, FirstBlockOfOneObservationBesideUnusedSums) {
+  using T = TypeParam;
+  for (uint64_t method : {SSMethodFast, SSMethodOnePass, SSMethodFastUserMean}) {
+    Data<T> const d = sample_data<T>(40, 3, SSStorageRows, false, 2);
+    Results<T> got(3);
+    Reference<T> const r(d);
+    if (method == SSMethodFastUserMean)
+      for (int j = 0; j < 3; ++j) got.arrays[0][j] = static_cast<T>(r.mean[j]);
+    ASSERT_EQ(got.compute(d.part(0, 1), all_moments, method, Services(1)), 0);
+    ASSERT_EQ(got.compute(d.part(1, 40), all_moments, method, Services(1)), 0);
+    expect_results(d, got, all_moments, 200, "moments beside unused sums");
+  }
+}
+
 // Threads' means are apart by less than a rounding of the mean itself.
 TEST(HardDataThreads, LargeOffsetSharedAmongThreads) {
   int const n = 20000, p = 3;
@@ -79,6 +95,51 @@ TEST(HardDataThreads, LargeOffsetSharedAmongThreads) {
             << threads << " threads";
       }
   }
+}
+
+// Pages on both sides of data, weights and results are never touched.
+TYPED_TEST(HardData, NothingIsTouchedOutsideOfTheArrays) {
+  using T = TypeParam;
+  for (bool front : {false, true})
+    for (int layout : {SSStorageRows, SSStorageCols})
+      for (int p : {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 33, 39, 41})
+        for (int n : {1, 2, 3, 7, 16, 19, 300}) {
+          Data<T> d = sample_data<T>(n, p, layout, true, 1);
+          Guarded<T> const data(d.values, front), weights(d.weights, front);
+          std::vector<T> const row(static_cast<size_t>(p), T(0)), square(static_cast<size_t>(p * p), T(0));
+          Guarded<T> const mean(row, front), central(row, front), raw(row, front), low(row, front),
+              high(row, front);
+          Guarded<T> const cov(square, front);
+          for (uint64_t method : {SSMethodFast, SSMethodOnePass, SSMethodFastUserMean})
+            for (bool weighted : {false, true}) {
+              Results<T> got(p);
+              got.point_at(d);
+              got.task->data = data.data();
+              got.task->weights = weighted ? weights.data() : nullptr;
+              got.task->mean = mean.data();
+              got.task->centralMoment2 = central.data();
+              got.task->rawMoment2 = raw.data();
+              got.task->cov = cov.data();
+              got.task->minimum = low.data();
+              got.task->maximum = high.data();
+              ASSERT_EQ(Entries<T>::basic(got.task, everything, method, Services(1).get()), 0);
+              ASSERT_EQ(Entries<T>::minmax(got.task, SSMinimum | SSMaximum, one_pass, Services(1).get()), 0);
+            }
+        }
+}
+
+// Only leading weights of exactly 0 hide their observations.
+TEST(HardDataWeights, FirstWeightNegativeOrMissing) {
+  Data<double> d = sample_data<double>(50, 2, SSStorageRows, true, 2);
+  for (auto& w : d.weights) w += 0.5;
+  d.weights[0] = -0.25;
+  Results<double> got(2);
+  ASSERT_EQ(got.compute(d, everything, one_pass, Services(1)), 0);
+  expect_results(d, got, everything, 60, "a negative first weight");
+  d.weights[0] = std::numeric_limits<double>::quiet_NaN();
+  Results<double> missing(2);
+  ASSERT_EQ(missing.compute(d, SSMean, one_pass, Services(1)), 0);
+  EXPECT_TRUE(std::isnan(missing.arrays[0][1]));
 }
 
 // Results don't depend on a common factor of the weights.

@@ -316,6 +316,24 @@ TEST_F(Images, SharedChunksFindTheirEntry) {
   EXPECT_EQ(__rnqFindGlobRODataTableEntry(&entry, key), RnqErrRoEntryNotFound);
 }
 
+// A block that is added twice under its key is one block, given back once.
+TEST_F(Images, TheSameBlockUnderItsKeyTwice) {
+  uint64_t const key[2] = {125, 456};
+  Stream s(0x200000), t(0x200000);
+  void* data = orv::core::allocate(64);
+  std::memset(data, 5, 64);
+  int64_t const blocks = orv_serv_blocks_in_use();
+  ASSERT_EQ(__rnqAddChunk(s.p, 9, key, data, 64), RnqOk);
+  ASSERT_EQ(__rnqAddChunk(t.p, 9, key, data, 64), RnqOk);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks + 2); // two nodes, and the data as before
+  EXPECT_EQ(__rnqSearchChunk(t.p, 9), data);
+  __rnqDeleteChunksById(s.p, 9);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks + 1);
+  EXPECT_EQ(static_cast<char*>(__rnqSearchChunk(t.p, 9))[63], 5);
+  __rnqDeleteChunksById(t.p, 9);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks - 1);
+}
+
 TEST_F(Images, SharedBlocksOfNoOrUnknownSizeServeNoLargerChunk) {
   uint64_t const key[2] = {124, 456};
   Stream s(0x200000), loaded;

@@ -365,6 +365,12 @@ TEST(Quasi, ThePeriodEnds) {
   EXPECT_EQ(s.row().generateInteger(s.p, 11, r.data()), RnqErrQuasiPeriodExceeded);
   EXPECT_EQ(s.row().generateInteger(s.p, 10, r.data()), RnqOk);
   EXPECT_EQ(__rnqSkipAheadStream(s.p, 100), RnqErrNoSkipAhead);
+  // The last point that can be reached has the number 2^32 - 2.
+  Stream last(0x600000, {2}), beyond(0x600000, {2});
+  EXPECT_EQ(__rnqSkipAheadStream(last.p, (0xFFFFFFFFull - 2) * 2), RnqOk);
+  EXPECT_EQ(head(last, 0), 0xFFFFFFFEu);
+  EXPECT_EQ(__rnqSkipAheadStream(beyond.p, (0xFFFFFFFFull - 1) * 2), RnqErrNoSkipAhead);
+  EXPECT_EQ(head(beyond, 0), 1u);
   EXPECT_EQ(__rnqSkipAheadStream(s.p, ~uint64_t{0}), RnqErrNoSkipAhead);
 }
 
