@@ -69,7 +69,8 @@ ORV_TRIDIAGONAL(s, float)
  *   spevd  the same for a packed triangle, vectors to Z; at least 1 + 6n + n n elements of `work` and
  *          3 + 5n of `iwork` with vectors, 2n and 1 without
  * A size of -1 asks for the sizes, which come in work[0] and iwork[0]. `info` above 0 of the last two means
- * that eigenvalues were not found within 30 n steps. */
+ * that eigenvalues were not found within 30 n steps; it is n, and all of them are NaN, for a matrix that isn't
+ * finite. Residuals and orthogonality hold to a few n epsilon of the matrix's size, whatever its scale. */
 #define ORV_POTR(name, T) void name(const char* uplo, const int* n, T* a, const int* lda, int* info)
 #define ORV_TRTRI(name, T)                                                                                   \
   void name(const char* uplo, const char* diag, const int* n, T* a, const int* lda, int* info)

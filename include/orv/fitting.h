@@ -260,8 +260,9 @@ int32_t orv_df_kernel_iQueryVal(const DFTask* task, int64_t code, void* value);
                                         t##DFSearchCallback callback, void* parameter,                         \
                                         const DFThreader* threader);                                           \
                                                                                                                \
-  /* Values and derivatives at sites. `type`: bit 2 writes cells out, exactly 4 takes them as input (32-bit  \
-   * integers; 64-bit if the task is wide and a callback searches). `derivativeFlags` (32-bit integers,      \
+  /* Values and derivatives at sites. `type`: the value 2 in it (2, 3, 6, 7) writes cells out, exactly 4     \
+   * takes them as input (32-bit integers; 64-bit if the task is wide and a callback searches), all else      \
+   * leaves `cells` alone. `derivativeFlags` (32-bit integers,      \
    * 64-bit if the task is wide): element k is 1 if derivative k is wanted; none stands for the value.       \
    * Sites outside the partition use the first and last piece. splineOrder 0 evaluates without coefficients: \
    * splineType 6 looks up breaks, 7 and 8 are step functions continuous from the right and from the left.   \

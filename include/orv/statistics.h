@@ -129,6 +129,29 @@ enum {
   SSNullPartialCovIndices = -4045,
   SSNullPartialCov = -4046,
   SSNullPartialCor = -4047,
+  SSNullMissingParams = -4048,
+  SSNullMissingParamCount = -4049,
+  SSBadMissingParamCount = -4050, /* not 5 */
+  SSBadMissingParams = -4051,     /* a parameter of the imputation */
+  SSNullMissingInitCount = -4052,
+  SSNullMissingInitEstimates = -4053,
+  SSNullMissingSimulated = -4054,
+  SSNullMissingSimulatedCount = -4055,
+  SSNullMissingEstimatesCount = -4056,
+  SSNullMissingEstimates = -4057,
+  SSBadMissingSimulatedCount = -4058,
+  SSBadMissingEstimatesCount = -4059,
+  SSNoMissingResults = -4060, /* neither simulated values nor estimates have a place */
+  SSNullMissingPriorCount = -4061,
+  SSNullMissingPriors = -4062,
+  SSBadMissingCount = -4063, /* not the number of missing values in the data */
+  SSNullStreamQuantileParamCount = -4064,
+  SSNullStreamQuantileParams = -4065,
+  SSBadStreamQuantileParamCount = -4066, /* not 1; null in an edit */
+  SSBadStreamQuantileParams = -4067,     /* the error bound */
+  SSNullStreamQuantileOrders = -4068,
+  SSBadStreamQuantileOrders = -4069, /* the count or an order */
+  SSNullStreamQuantiles = -4070,
   SSNullParamCor = -4071,
   SSEigenvaluesAtFloor = -4072,
   SSBadPartialCovIndices = -4073,
@@ -143,7 +166,20 @@ enum {
   SSNullMedianAbsDeviation = -4082,
   SSNullMeanAbsDeviation = -4083,
   SSNullSortedData = -4084,
-  SSSortInPlaceWithIndices = -4085
+  SSSortInPlaceWithIndices = -4085,
+  /* Numerical failures. */
+  SSRobustEigenFailed = -5000,
+  SSPartialFactorFailed = -5010,
+  SSPartialInverseFailed = -5011,
+  SSImputationFactorFailed = -5021,
+  SSImputationDrawFailed = -5022,
+  SSPosteriorDrawFailed = -5023,
+  SSPosteriorFactorFailed = -5024,
+  SSPosteriorInverseFailed = -5025,
+  SSCorrelationEigenFailed = -5030,
+  SSRankEigenFailed = -5040,
+  SSInverseFactorFailed = -5041,
+  SSInverseFailed = -5042
 };
 
 /* Parameter codes of the edit operations, each for the field of the task of the same name. */
@@ -418,7 +454,11 @@ ORV_SS_EDITS(s)
  * deviation, over 1e7 + {0.1, 0.2, 0.3} and 1e9 + the same: One-pass 15.8 and 16, User-mean 15.8 and 12.9,
  * Fast none. One-pass follows Chan, Golub and LeVeque 1983 and Pebay 2008.
  * A first block of a single observation leaves no variance to go on from; the next block takes it as 0, or
- * from `centralSum2` if that is given. */
+ * from `centralSum2` if that is given. Observations of weight 0 don't count. `accumWeights` carries the sum of
+ * squared weights: weights below 1e-154 (1e-19 in the `s` family) lose it, and variances then divide by the sum
+ * of weights alone.
+ * Once a matrix is asked for, every matrix among `cov`, `cor` and `crossProduct` that has an array and a storage
+ * is brought up to date, and the next block goes on from the first of crossProduct, cov, cor that is there. */
 int32_t _rnqdSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
 int32_t _rnqsSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
 

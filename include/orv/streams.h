@@ -135,6 +135,7 @@ extern const BrngProperties __RegBrngs[281]; /* the older numbering */
 
 /* Finds the table, the row and the sub-stream of a generator number; does not check that they exist. */
 const BrngProperties* __rnqGetBrngBaseOffset(int32_t number, uint32_t* index, uint32_t* sub);
+/* Whether row and sub-stream are within their table. Rows 279 and 280 of the old table are, but are empty. */
 int32_t __rnqIsBrngValid(const BrngProperties* table, uint32_t index, uint32_t sub);
 int32_t __rnqGetBrngProperties(int32_t number, BrngProperties* properties);
 int32_t __rnqGetNumRegBrngs(void);
