@@ -8,9 +8,6 @@
 namespace orv {
 namespace {
 
-// Adds the bits of the error mode to the others of a mode word.
-constexpr uint32_t error_mode_bits = 0xFF00;
-
 thread_local ErrorLog* current_log = nullptr;
 thread_local std::size_t piece_start = 0;
 
@@ -50,7 +47,7 @@ void call_typed(Form form, void* kernel, Arrays const& x, std::size_t start, int
     return reinterpret_cast<typename F::LinearFrac*>(kernel)(n, a, b, scalar(0), scalar(1), scalar(2),
                                                              scalar(3), r1);
   case Form::pack:
-    throw Error("pack and unpack are no functions of numbers");
+    return; // refused before
   }
 }
 
@@ -75,15 +72,23 @@ void call_typed_strided(Form form, void* kernel, Arrays const& x, int n) {
     return reinterpret_cast<typename F::LinearFracI*>(kernel)(n, a, x.inca, b, x.incb, scalar(0), scalar(1),
                                                               scalar(2), scalar(3), r1, x.incr1);
   case Form::pack:
-    throw Error("pack and unpack are no functions of numbers");
+    return; // refused before
   }
+}
+
+// The slot of a table that belongs to a level.
+int index_of(Level level) {
+  int const index = static_cast<int>(level);
+  if (index < 0 || index > 2)
+    throw Error("there is no accuracy level number " + std::to_string(index) + "; there are LA, HA and EP");
+  return index;
 }
 
 } // namespace
 
 std::string_view level_name(Level level) {
   constexpr std::string_view names[] = {"LA", "HA", "EP"};
-  return names[static_cast<int>(level)];
+  return names[index_of(level)];
 }
 
 Level level_of(std::string const& name) {
@@ -137,26 +142,37 @@ int Elementwise::operands() const {
 }
 int Elementwise::results() const { return function_->form == Form::two_results ? 2 : 1; }
 
+float Elementwise::cost(Level level) const { return cost_[index_of(level)]; }
+
+void Elementwise::check(Arrays const& x, bool any_elements) const {
+  std::string const name(function_->name);
+  if (function_->form == Form::pack) throw Error(name + ": pack and unpack are no functions of numbers");
+  if (function_->type != 's' && function_->type != 'd')
+    throw Error(name + ": complex types are not served here");
+  if (any_elements && (!x.a || !x.r1 || (operands() == 2 && !x.b) || (results() == 2 && !x.r2)))
+    throw Error(name + ": an array is missing");
+}
+
 void Elementwise::call(Level level, Arrays const& x, std::size_t n) const {
-  if (n && (!x.a || !x.r1 || (operands() == 2 && !x.b) || (results() == 2 && !x.r2)))
-    throw Error(std::string(function_->name) + ": an array is missing");
+  check(x, n > 0);
   constexpr std::size_t longest = std::size_t{1} << 30;
-  void* kernel = slots_[static_cast<int>(level)];
+  void* kernel = slots_[index_of(level)];
   for (std::size_t start = 0; start < n; start += longest) {
     int const piece = static_cast<int>(std::min(longest, n - start));
     piece_start = start;
     if (function_->type == 's')
       call_typed<float>(function_->form, kernel, x, start, piece);
-    else if (function_->type == 'd')
-      call_typed<double>(function_->form, kernel, x, start, piece);
     else
-      throw Error(std::string(function_->name) + ": complex types are not served here");
+      call_typed<double>(function_->form, kernel, x, start, piece);
   }
   piece_start = 0;
 }
 
 void Elementwise::call_strided(Level level, Arrays const& x, int n) const {
-  void* kernel = strided_slots_[static_cast<int>(level)];
+  check(x, n > 0);
+  if (n < 0) throw Error(std::string(function_->name) + ": the count " + std::to_string(n) + " is below 0");
+  if (!strided_slots_) throw Error(std::string(function_->name) + ": there is no strided form");
+  void* kernel = strided_slots_[index_of(level)];
   if (function_->type == 's')
     call_typed_strided<float>(function_->form, kernel, x, n);
   else
@@ -178,14 +194,19 @@ ErrorLog::~ErrorLog() {
   ORV_FUNCTION_OF(orv_elw_kernel_SetErrStatus)(status_);
 }
 
-int ErrorLog::collect(OrvErrorRecord* record) {
+// Called by kernels, which no exception may pass through.
+int ErrorLog::collect(OrvErrorRecord* record) noexcept {
   constexpr std::size_t most = 1'000'000;
   if (ErrorLog* log = current_log) {
-    if (log->errors_.size() < most)
-      log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code,
-                              record->arg1, record->arg2, record->res1});
-    else
-      ++log->left_out_;
+    try {
+      if (log->errors_.size() < most) {
+        log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code,
+                                record->arg1, record->arg2, record->res1});
+        return 1;
+      }
+    } catch (std::bad_alloc const&) {
+    }
+    ++log->left_out_;
   }
   return 1; // the result stays as it is
 }
