@@ -22,7 +22,7 @@ class ControlState {
       x87_changed_ = true;
     }
     mode_ = ElwMode();
-    uint32_t const wanted = (mode_ & denormal_mask) == ORV_FLUSH_DENORMALS ? ElwMxcsrFlush : ElwMxcsrPlain;
+    uint32_t const wanted = wanted_mxcsr(mode_);
     __asm__ volatile("stmxcsr %0" : "=m"(mxcsr_)::"memory");
     if ((mxcsr_ & 0xFFC0) != wanted) [[unlikely]] {
       uint32_t const word = (mxcsr_ & (0xFFFF0000u | sticky)) | wanted;
@@ -46,11 +46,22 @@ class ControlState {
   ControlState(ControlState const&) = delete;
   ControlState& operator=(ControlState const&) = delete;
 
+  // The control state that a kernel wants is the caller's already: there is nothing to enter and to leave.
+  [[gnu::always_inline]] static bool in_force() {
+    uint16_t x87;
+    uint32_t mxcsr;
+    __asm__ volatile("fnstcw %0\n\tstmxcsr %1" : "=m"(x87), "=m"(mxcsr)::"memory");
+    return (x87 & x87_masks) == x87_masks && (mxcsr & 0xFFC0) == wanted_mxcsr(ElwMode());
+  }
+
   uint32_t mode() const { return mode_; }
   // The mode says that errors are not even recorded.
   bool errors_off() const { return (mode_ & error_mode_mask) == ORV_ERRMODE_NOERR; }
 
  private:
+  static uint32_t wanted_mxcsr(uint32_t mode) {
+    return (mode & denormal_mask) == ORV_FLUSH_DENORMALS ? ElwMxcsrFlush : ElwMxcsrPlain;
+  }
   static constexpr uint16_t x87_masks = 0x3F;
   static constexpr uint32_t sticky = 0x3F;
   uint16_t x87_;

@@ -21,7 +21,11 @@ ElwThreadState* new_block() {
   return static_cast<ElwThreadState*>(block);
 }
 
-[[gnu::noinline]] ElwThreadState* first_block() {
+constexpr uint32_t default_accuracy = ORV_HA;
+
+} // namespace
+
+ElwThreadState& ElwFirstThreadState() {
   if (!platform::slot_exists()) {
     core::Lock guard(slot_lock);
     platform::slot_create();
@@ -31,15 +35,11 @@ ElwThreadState* new_block() {
     platform::heap_create(heap_start);
   }
   if (platform::slot_exists() && platform::heap_exists())
-    if (auto* block = new_block()) return block;
+    if (auto* block = new_block()) return *block;
   core::print(773);
   core::exit(3);
   __builtin_unreachable();
 }
-
-constexpr uint32_t default_accuracy = ORV_HA;
-
-} // namespace
 
 uint32_t ElwFirstMode(ElwThreadState& state) {
   uint64_t const setting = ElwReadEnvMode();
@@ -47,11 +47,6 @@ uint32_t ElwFirstMode(ElwThreadState& state) {
   if (!(mode & accuracy_mask)) mode |= default_accuracy;
   if (!(mode & error_mode_mask)) mode |= ORV_ERRMODE_DEFAULT;
   return state.mode = mode;
-}
-
-ElwThreadState& ElwGetThreadState() {
-  void* block = platform::slot_get();
-  return *(block ? static_cast<ElwThreadState*>(block) : first_block());
 }
 
 // Takes no lock and loads nothing: the loader's own lock is held here.

@@ -1,6 +1,7 @@
 // The per-thread block: mode, status, callback.
 #pragma once
 #include "orv/mode.h"
+#include "platform/platform.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +18,11 @@ struct ElwThreadState {
 static_assert(sizeof(void*) != 4 || sizeof(ElwThreadState) == 24);
 
 // The calling thread's block. Ends the process with code 3 if there is no memory for it.
-ElwThreadState& ElwGetThreadState();
+ElwThreadState& ElwFirstThreadState();
+inline ElwThreadState& ElwGetThreadState() {
+  void* const block = platform::slot_get();
+  return block ? *static_cast<ElwThreadState*>(block) : ElwFirstThreadState();
+}
 
 // The calling thread's mode word, initialised at its first need: what GetMode returns, without the call through
 // the exported name.

@@ -18,8 +18,7 @@ namespace {
 
 bool key_exists = false;
 pthread_key_t key;
-// The key only carries the thread-exit destructor; reads go to this copy, one load from the thread register.
-__attribute__((tls_model("initial-exec"))) thread_local void* slot_value = nullptr;
+// The key only carries the thread-exit destructor; reads go to slot_value.
 
 struct HeapBlock {
   HeapBlock *next, *previous;
@@ -36,6 +35,8 @@ void thread_exit(void* value) {
 
 } // namespace
 
+__thread void* slot_value = nullptr;
+
 bool slot_create() {
   if (!key_exists) key_exists = pthread_key_create(&key, thread_exit) == 0;
   return key_exists;
@@ -45,7 +46,6 @@ void slot_free() {
   key_exists = false;
 }
 bool slot_exists() { return key_exists; }
-void* slot_get() { return slot_value; }
 bool slot_set(void* value) {
   if (pthread_setspecific(key, value) != 0) return false;
   slot_value = value;

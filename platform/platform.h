@@ -9,7 +9,13 @@ namespace orv::platform {
 bool slot_create();
 void slot_free();
 bool slot_exists();
+#ifdef __linux__
+// One load from the thread register: the offset is fixed when the library is loaded.
+extern __thread void* slot_value __attribute__((tls_model("initial-exec"), visibility("hidden")));
+inline void* slot_get() { return slot_value; }
+#else
 void* slot_get();
+#endif
 bool slot_set(void* value);
 
 // A heap of the library's own, usable while the library is being loaded. Destroying it frees all its blocks.

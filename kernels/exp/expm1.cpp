@@ -1,10 +1,5 @@
 // Expm1: e^x - 1 without cancellation. Method: kernels/exp/reduction.h; with A = 2^m T_hi the result is
 // (A - 1) + A (e^r - 1), so that no exponent is added at the end. HA keeps A - 1 and A r in two terms.
-//
-// Largest errors: s (all arguments) LA 1.68 at 0.0272457918, HA 0.645 at 0.0162532274 ulp, EP 15.3 bits at
-// 0.010830459; d (2e7 arguments) LA 2.94 at 0.0030362, EP 30.2 bits. The one known miss of a level's bound: d HA
-// reaches 1.076 ulp at 0.0029781759704130308, where 2^m T_lo r, which is left out, is 0.53 ulp of the small
-// result; one fused step more would mend it.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
 //   sExpm1: LA 1.68 at 0.0272457916; HA 0.645 at 0.0162532274; EP 15.33 bits; 1.95 / 3.12 / 1.21
 //   dExpm1: LA 2.89 at 0.00305800388; HA 1.07 at 0.00294045791; EP 30.17 bits; 3.52 / 5.13 / 2.52
@@ -100,7 +95,9 @@ struct Expm1 : Expm1Constants<T, level> {
       V const d = a - V(T(1));
       V const error_a = (a - d) - V(T(1)), error_1 = a - (d + V(T(1)));
       V const large = simd::compare<_CMP_GE_OQ>(a, V(T(1)));
-      V const error = simd::fma(power, t.lo, simd::blend(error_1, error_a, large));
+      // In double T_lo e^r, as 2^m T_lo r alone is up to half an ulp of a small result.
+      V const low_part = sizeof(T) == 8 ? simd::fma(t.lo, r, t.lo) : t.lo;
+      V const error = simd::fma(power, low_part, simd::blend(error_1, error_a, large));
       // A r in two terms onto it: |A - 1| is above |A r| but where it is 0.
       V const sum = simd::fma(a, high, d);
       V const rest = simd::fma(a, high, d - sum);

@@ -9,13 +9,16 @@
 //   special(x [, y], r)                     one bit for each lane that eval cannot answer   (if there are any)
 //   eval(x [, y], lanes)                    in place of eval and special, where the test needs values from within
 //   repair(x [, y], r [, r2]) -> status     the scalar answer for one lane                  (with special)
+//   far(x [, y], r, lanes) -> lanes         a second vector path, too long for all lanes: answers marked lanes and
+//                                           no others, and returns those that are left      (optional)
 //   settle(x, r, lanes) -> lanes            with errors switched off: answers lanes in the vector and
 //                                           returns those that are left                     (optional)
-//   fill                                    value in the unused lanes of a tail; 0.75       (optional)
 //   static constexpr int unroll;            vectors in a block, if not as many as usual     (optional)
 //
 // Elements are answered as if singly: nothing in eval depends on a neighbour. Within a block all loads come
-// before all stores, so results may overwrite their own operands.
+// before all stores, so results may overwrite their own operands. What is left behind the last block is done by one
+// vector that ends with the array: it is read before the first store, and elements that were done already get the
+// same bits again.
 #pragma once
 #include "frame/control.h"
 #include "kernels/loop/operand.h"
@@ -45,14 +48,6 @@ template <class K>
 constexpr bool has_special = requires {
   &K::repair;
 };
-
-template <class K>
-constexpr auto tail_fill() {
-  if constexpr (requires { K::fill; })
-    return K::fill;
-  else
-    return static_cast<typename RealOf<typename K::Operand>::type>(0.75);
-}
 
 template <class K>
 struct Block {
@@ -134,6 +129,19 @@ template <class K, class A, class B, class R1, class R2>
     block.r = Lanes<Result>::load(lr1);
 }
 
+// The second vector path, apart from the loop.
+template <class K>
+[[gnu::noinline]] unsigned far_lanes(K const& k, unsigned lanes, Block<K>& block) {
+  if constexpr (K::operands == 2)
+    return k.far(block.a, block.b, block.r, lanes);
+  else
+    return k.far(block.a, block.r, lanes);
+}
+template <class K>
+concept has_far = requires {
+  &K::far;
+};
+
 // A block is copied for its repair, so that the common path keeps it in registers.
 template <class K, class A, class B, class R1, class R2>
 ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A const& a, B const& b,
@@ -141,9 +149,57 @@ ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A con
   if constexpr (has_special<K>)
     if (lanes) {
       Block<K> copy = block;
-      repair_lanes(k, lanes, i, copy, a, b, r1, r2, errors_off, name);
+      if constexpr (has_far<K>) lanes = far_lanes(k, lanes, copy);
+      if (lanes) repair_lanes(k, lanes, i, copy, a, b, r1, r2, errors_off, name);
       block = copy;
     }
+}
+
+template <class K, class A, class B>
+ORV_INLINE void load_block(Block<K>& block, int i, A const& a, B const& b) {
+  block.a = a.load(i);
+  if constexpr (K::operands == 2) block.b = b.load(i);
+}
+template <class K, class R1, class R2>
+ORV_INLINE void store_block(Block<K> const& block, int i, R1 const& r1, R2 const& r2) {
+  if constexpr (K::results == 2) {
+    r1.store(i, block.r.first);
+    r2.store(i, block.r.second);
+  } else {
+    r1.store(i, block.r);
+  }
+}
+template <class K, class A, class B>
+ORV_INLINE void load_first(Block<K>& block, int i, int m, A const& a, B const& b) {
+  block.a = a.load_first(i, m);
+  if constexpr (K::operands == 2) block.b = b.load_first(i, m);
+}
+template <class K, class R1, class R2>
+ORV_INLINE void store_first(Block<K> const& block, int i, int m, R1 const& r1, R2 const& r2) {
+  if constexpr (K::results == 2) {
+    r1.store_first(i, m, block.r.first);
+    r2.store_first(i, m, block.r.second);
+  } else {
+    r1.store_first(i, m, block.r);
+  }
+}
+// The last m elements of a vector whose others are done already and may have been changed by a callback.
+template <class K, class R1, class R2>
+[[gnu::noinline, gnu::cold]] void store_last(Block<K> const& block, int i, int m, R1 const& r1,
+                                             R2 const& r2) {
+  using Result = Lanes<typename K::Result>;
+  alignas(32) typename K::Result lane[Result::count];
+  auto each = [&](auto const& r, auto const& v) {
+    Result::store(lane, v);
+    for (int j = Result::count - m; j < Result::count; ++j)
+      __builtin_memcpy(&r.at(i + j), &lane[j], sizeof lane[j]);
+  };
+  if constexpr (K::results == 2) {
+    each(r1, block.r.first);
+    each(r2, block.r.second);
+  } else {
+    each(r1, block.r);
+  }
 }
 
 // Whole vectors from element i on, `vectors` a turn, as far as they fit; returns the first element left.
@@ -155,10 +211,7 @@ ORV_INLINE int whole_vectors(K const& k, int i, int n, A const& a, B const& b, R
     Block<K> block[vectors];
     unsigned marked[vectors], any = 0;
 #pragma GCC unroll 4
-    for (int u = 0; u < vectors; ++u) {
-      block[u].a = a.load(i + u * lanes);
-      if constexpr (K::operands == 2) block[u].b = b.load(i + u * lanes);
-    }
+    for (int u = 0; u < vectors; ++u) load_block(block[u], i + u * lanes, a, b);
 #pragma GCC unroll 4
     for (int u = 0; u < vectors; ++u) {
       marked[u] = evaluate(k, block[u]);
@@ -170,14 +223,7 @@ ORV_INLINE int whole_vectors(K const& k, int i, int n, A const& a, B const& b, R
         finish(k, i + u * lanes, block[u], marked[u], a, b, r1, r2, errors_off, name);
     }
 #pragma GCC unroll 4
-    for (int u = 0; u < vectors; ++u) {
-      if constexpr (K::results == 2) {
-        r1.store(i + u * lanes, block[u].r.first);
-        r2.store(i + u * lanes, block[u].r.second);
-      } else {
-        r1.store(i + u * lanes, block[u].r);
-      }
-    }
+    for (int u = 0; u < vectors; ++u) store_block(block[u], i + u * lanes, r1, r2);
   }
   return i;
 }
@@ -186,25 +232,70 @@ ORV_INLINE int whole_vectors(K const& k, int i, int n, A const& a, B const& b, R
 template <class K, class A, class B, class R1, class R2>
 ORV_INLINE void run(ControlState const& control, K const& k, int n, A a, B b, R1 r1, R2 r2,
                     const char* name) {
+  if (n <= 0) return;
   bool const errors_off = control.errors_off();
-  constexpr int vectors = vectors_in_block<K>;
+  constexpr int lanes = Lanes<typename K::Operand>::count, vectors = vectors_in_block<K>;
+  constexpr bool dense = A::dense && B::dense && R1::dense && R2::dense;
+  Block<K> last;
+  if (dense && n >= lanes) load_block(last, n - lanes, a, b);
   int i = whole_vectors<vectors>(k, 0, n, a, b, r1, r2, errors_off, name);
-  // Apart from the tail, whose masked store would keep a call that follows from reading its results soon.
   if constexpr (vectors > 1) i = whole_vectors<1>(k, i, n, a, b, r1, r2, errors_off, name);
-  if (i >= n) return;
   int const m = n - i;
-  Block<K> block;
-  block.a = a.load_part(i, m, tail_fill<K>());
-  if constexpr (K::operands == 2) block.b = b.load_part(i, m, tail_fill<K>());
-  unsigned const marked = evaluate(k, block) & ((1u << m) - 1);
-  if (marked) [[unlikely]]
-    finish(k, i, block, marked, a, b, r1, r2, errors_off, name);
-  if constexpr (K::results == 2) {
-    r1.store_part(i, m, block.r.first);
-    r2.store_part(i, m, block.r.second);
+  if (m == 0) return;
+  if (dense && n >= lanes) {
+    unsigned const marked = evaluate(k, last);
+    if (marked) [[unlikely]] {
+      constexpr unsigned all = (1u << lanes) - 1;
+      finish(k, n - lanes, last, marked & ~(all >> m), a, b, r1, r2, errors_off, name);
+      store_last(last, n - lanes, m, r1, r2);
+    } else {
+      store_block(last, n - lanes, r1, r2);
+    }
   } else {
-    r1.store_part(i, m, block.r);
+    load_first(last, i, m, a, b);
+    unsigned const marked = evaluate(k, last) & ((1u << m) - 1);
+    if (marked) [[unlikely]]
+      finish(k, i, last, marked, a, b, r1, r2, errors_off, name);
+    store_first(last, i, m, r1, r2);
   }
+}
+
+// One or two vectors, the second ending with the array. Writes nothing and returns false if a lane is marked.
+template <class K, class A, class B, class R1, class R2>
+ORV_INLINE bool run_short(K const& k, int n, A a, B b, R1 r1, R2 r2) {
+  constexpr int lanes = Lanes<typename K::Operand>::count;
+  Block<K> first;
+  if (n <= lanes) {
+    load_first(first, 0, n, a, b);
+    if (evaluate(k, first)) [[unlikely]]
+      return false;
+    store_first(first, 0, n, r1, r2);
+    return true;
+  }
+  Block<K> second;
+  load_block(first, 0, a, b);
+  load_block(second, n - lanes, a, b);
+  if (unsigned const marked = evaluate(k, first); marked | evaluate(k, second)) [[unlikely]]
+    return false;
+  store_block(first, 0, r1, r2);
+  store_block(second, n - lanes, r1, r2);
+  return true;
+}
+
+template <class K, class A, class B, class R1, class R2>
+[[gnu::noinline]] void run_long(K k, int n, A a, B b, R1 r1, R2 r2, const char* name) {
+  ControlState const control;
+  run(control, k, n, a, b, r1, r2, name);
+}
+
+// An entry's whole work on dense arrays.
+template <class K, class A, class B, class R1, class R2>
+ORV_INLINE void call(K const& k, int n, A a, B b, R1 r1, R2 r2, const char* name) {
+  constexpr unsigned most = 2 * Lanes<typename K::Operand>::count;
+  if (static_cast<unsigned>(n) - 1 < most && ControlState::in_force()) [[likely]] {
+    if (run_short(k, n, a, b, r1, r2)) return;
+  }
+  run_long(k, n, a, b, r1, r2, name);
 }
 
 } // namespace orv::loop

@@ -15,12 +15,12 @@ struct Lanes {
   using Value = Vec<E>;
   static constexpr int count = Value::lanes;
   ORV_INLINE static Value load(const E* p) { return simd::load(p); }
-  ORV_INLINE static Value load_part(const E* p, int m, E fill) {
-    return simd::load_part(p, simd::first_lanes<E>(m), Value(fill));
+  ORV_INLINE static Value load_first(const E* p, int m) {
+    return simd::load_part(p, simd::first_lanes<E>(m), Value(*p));
   }
   ORV_INLINE static Value broadcast(E x) { return Value(x); }
   ORV_INLINE static void store(E* p, Value v) { simd::store(p, v); }
-  ORV_INLINE static void store_part(E* p, int m, Value v) { simd::store_part(p, simd::first_lanes<E>(m), v); }
+  ORV_INLINE static void store_first(E* p, int m, Value v) { simd::store_first(p, m, v); }
 };
 
 template <class T>
@@ -47,21 +47,22 @@ struct Lanes<Complex<T>> {
   ORV_INLINE static Value load(const Complex<T>* p) {
     return arrange(simd::load(&p[0].re), simd::load(&p[half].re));
   }
-  ORV_INLINE static Value load_part(const Complex<T>* p, int m, T fill) {
+  ORV_INLINE static Value load_first(const Complex<T>* p, int m) {
     int const low = m < half ? m : half;
-    return arrange(simd::load_part(&p[0].re, simd::first_lanes<T>(2 * low), Vec<T>(fill)),
-                   simd::load_part(m > half ? &p[half].re : &p[0].re, simd::first_lanes<T>(2 * (m - low)),
-                                   Vec<T>(fill)));
+    Vec<T> const fill = simd::broadcast_pair(&p->re);
+    return arrange(
+        simd::load_part(&p[0].re, simd::first_lanes<T>(2 * low), fill),
+        simd::load_part(m > half ? &p[half].re : &p[0].re, simd::first_lanes<T>(2 * (m - low)), fill));
   }
   ORV_INLINE static Value broadcast(Complex<T> x) { return {Vec<T>(x.re), Vec<T>(x.im)}; }
   ORV_INLINE static void store(Complex<T>* p, Value v) {
     simd::store(&p[0].re, low_half(v));
     simd::store(&p[half].re, high_half(v));
   }
-  ORV_INLINE static void store_part(Complex<T>* p, int m, Value v) {
+  ORV_INLINE static void store_first(Complex<T>* p, int m, Value v) {
     int const low = m < half ? m : half;
-    simd::store_part(&p[0].re, simd::first_lanes<T>(2 * low), low_half(v));
-    if (m > half) simd::store_part(&p[half].re, simd::first_lanes<T>(2 * (m - low)), high_half(v));
+    simd::store_first(&p[0].re, 2 * low, low_half(v));
+    if (m > half) simd::store_first(&p[half].re, 2 * (m - low), high_half(v));
   }
 
  private:
@@ -81,32 +82,31 @@ struct Lanes<Complex<T>> {
 };
 
 // ---- operands and results ----
-template <class E>
-struct RealOf {
-  using type = E;
-};
-template <class T>
-struct RealOf<Complex<T>> {
-  using type = T;
-};
+//
+// load(i)            the vector from element i on
+// load_first(i, m)   its first m elements; the lanes that are left repeat element i, so that they raise no flag and
+//                    start no special case of their own
+// store(i, v), store_first(i, m, v)
+// A `dense` array is read and written by whole vectors at any place.
 
 template <class E>
 struct ContiguousIn {
   using Element = E;
+  static constexpr bool dense = true;
   const E* p;
-  using Real = typename RealOf<E>::type;
   ORV_INLINE auto load(int i) const { return Lanes<E>::load(p + i); }
-  ORV_INLINE auto load_part(int i, int m, Real fill) const { return Lanes<E>::load_part(p + i, m, fill); }
+  ORV_INLINE auto load_first(int i, int m) const { return Lanes<E>::load_first(p + i, m); }
   Strided<const E> whole() const { return {p, 1}; }
 };
 
 template <class E>
 struct ContiguousOut {
   using Element = E;
+  static constexpr bool dense = true;
   E* p;
   ORV_INLINE void store(int i, typename Lanes<E>::Value v) const { Lanes<E>::store(p + i, v); }
-  ORV_INLINE void store_part(int i, int m, typename Lanes<E>::Value v) const {
-    Lanes<E>::store_part(p + i, m, v);
+  ORV_INLINE void store_first(int i, int m, typename Lanes<E>::Value v) const {
+    Lanes<E>::store_first(p + i, m, v);
   }
   E& at(int i) const { return p[i]; }
   Strided<E> whole() const { return {p, 1}; }
@@ -116,19 +116,19 @@ struct ContiguousOut {
 template <class E>
 struct ScalarIn {
   using Element = E;
+  static constexpr bool dense = true;
   const E* p;
-  using Real = typename RealOf<E>::type;
   ORV_INLINE auto load(int) const { return Lanes<E>::broadcast(*p); }
-  ORV_INLINE auto load_part(int, int, Real) const { return Lanes<E>::broadcast(*p); }
+  ORV_INLINE auto load_first(int, int) const { return Lanes<E>::broadcast(*p); }
   Strided<const E> whole() const { return {p, 0}; }
 };
 
 template <class E>
 struct StridedIn {
   using Element = E;
+  static constexpr bool dense = false;
   const E* p;
   std::ptrdiff_t stride;
-  using Real = typename RealOf<E>::type;
   ORV_INLINE auto load(int i) const {
     if (stride == 1) return Lanes<E>::load(p + i);
     if (stride == 0) return Lanes<E>::broadcast(*p);
@@ -137,14 +137,9 @@ struct StridedIn {
     for (int k = 0; k < Lanes<E>::count; ++k, q += stride) copy(lane[k], *q);
     return Lanes<E>::load(lane);
   }
-  ORV_INLINE auto load_part(int i, int m, Real fill) const {
+  ORV_INLINE auto load_first(int i, int m) const {
     alignas(32) E lane[Lanes<E>::count];
-    for (int k = 0; k < Lanes<E>::count; ++k) {
-      if (k < m)
-        copy(lane[k], p[(i + k) * stride]);
-      else
-        lane[k] = filled(fill);
-    }
+    for (int k = 0; k < Lanes<E>::count; ++k) copy(lane[k], p[(k < m ? i + k : i) * stride]);
     return Lanes<E>::load(lane);
   }
   Strided<const E> whole() const { return {p, stride}; }
@@ -152,26 +147,21 @@ struct StridedIn {
  private:
   // By integer moves: a signalling NaN stays one, on every target.
   ORV_INLINE static void copy(E& to, const E& from) { __builtin_memcpy(&to, &from, sizeof(E)); }
-  ORV_INLINE static E filled(Real fill) {
-    if constexpr (std::is_same_v<E, Real>)
-      return fill;
-    else
-      return {fill, fill};
-  }
 };
 
 template <class E>
 struct StridedOut {
   using Element = E;
+  static constexpr bool dense = false;
   E* p;
   std::ptrdiff_t stride;
   ORV_INLINE void store(int i, typename Lanes<E>::Value v) const {
     if (stride == 1)
       Lanes<E>::store(p + i, v);
     else
-      store_part(i, Lanes<E>::count, v);
+      store_first(i, Lanes<E>::count, v);
   }
-  ORV_INLINE void store_part(int i, int m, typename Lanes<E>::Value v) const {
+  ORV_INLINE void store_first(int i, int m, typename Lanes<E>::Value v) const {
     alignas(32) E lane[Lanes<E>::count];
     Lanes<E>::store(lane, v);
     for (int k = 0; k < m; ++k) __builtin_memcpy(&p[(i + k) * stride], &lane[k], sizeof(E));

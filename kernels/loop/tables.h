@@ -58,10 +58,9 @@ struct Entry<K, Form::unary, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, R* r) {
-    ControlState const control;
     ContiguousIn<A> const in{a};
     ContiguousOut<R> const out{r};
-    run(control, K(), n, in, in, out, out, report_name<name>.text);
+    call(K(), n, in, in, out, out, report_name<name>.text);
   }
   template <auto& pair, int k>
   static void strided(int n, const A* a, int inca, R* r, int incr) {
@@ -78,9 +77,8 @@ struct Entry<K, Form::binary, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, const A* b, R* r) {
-    ControlState const control;
     ContiguousOut<R> const out{r};
-    run(control, K(), n, ContiguousIn<A>{a}, ContiguousIn<A>{b}, out, out, report_name<name>.text);
+    call(K(), n, ContiguousIn<A>{a}, ContiguousIn<A>{b}, out, out, report_name<name>.text);
   }
   template <auto& pair, int k>
   static void strided(int n, const A* a, int inca, const A* b, int incb, R* r, int incr) {
@@ -97,9 +95,8 @@ struct Entry<K, Form::two_results, name> {
   using A = typename K::Operand;
   using R = typename K::Result;
   static void contiguous(int n, const A* a, R* r1, R* r2) {
-    ControlState const control;
     ContiguousIn<A> const in{a};
-    run(control, K(), n, in, in, ContiguousOut<R>{r1}, ContiguousOut<R>{r2}, report_name<name>.text);
+    call(K(), n, in, in, ContiguousOut<R>{r1}, ContiguousOut<R>{r2}, report_name<name>.text);
   }
   template <auto& pair, int k>
   static void strided(int n, const A* a, int inca, R* r1, int incr1, R* r2, int incr2) {

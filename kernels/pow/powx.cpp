@@ -7,6 +7,7 @@ namespace orv {
 namespace {
 
 using namespace power;
+using simd::Format;
 
 template <class T, Level level>
 struct PowxGeneral {
@@ -39,8 +40,9 @@ struct IntegerPower {
                       : n == 7 ? product(product(four, two), one)
                       : n == 8 ? product(four, four)
                                : product(product(four, four), one);
-      // An overflow makes the second term NaN: then the plain product stands.
-      V const sum = p.hi + p.lo;
+      // An overflow makes the second term NaN: then the plain product stands. The sum of -0 and +0 is +0: an odd
+      // power of -0 takes its sign from the product.
+      V const sum = (p.hi + p.lo) | simd::sign_of(p.hi);
       return simd::blend(sum, p.hi, simd::compare<_CMP_UNORD_Q>(sum, sum));
     }
     if constexpr (n == 6) return x4 * x2;
@@ -56,6 +58,41 @@ struct IntegerPower {
   ORV_INLINE static Terms product(Terms a, Terms b) {
     V const p = a.hi * b.hi;
     return {p, simd::fma(a.hi, b.lo, simd::fma(a.lo, b.hi, simd::fms(a.hi, b.hi, p)))};
+  }
+};
+
+// x^-n as a power of the reciprocal: the reciprocal of the positive power would be 0 for every denormal result, and
+// lose bits next to the largest number. Where four ulp are promised the rounding error of 1 / x is taken out again.
+template <class T, int n, bool corrected>
+struct NegativePower {
+  using Operand = T;
+  using Result = T;
+  using V = Vec<T>;
+  static constexpr int operands = 1, results = 1;
+
+  V eval(V x) const {
+    V const y = V(T(1)) / x;
+    V t = y;
+    if constexpr (corrected) {
+      // Without 0 * Inf, which would raise a flag: then y is 0, infinite or NaN, and t is y whatever its factor.
+      V const size = simd::magnitude(y);
+      V const usual = simd::compare<_CMP_LE_OQ>(size, V(Format<T>::largest)) &
+                      simd::compare<_CMP_GE_OQ>(size, V(Format<T>::smallest_normal));
+      t = simd::fma(y, V(T(n)) * simd::fnma(x & usual, y & usual, V(T(1))), y);
+    }
+    if constexpr (n == 2) return y * t;
+    if constexpr (n == 3) return (y * y) * t;
+    return (y * y) * (y * t);
+  }
+  unsigned special(V, V r) const {
+    return simd::lane_mask(simd::compare<_CMP_EQ_OQ>(simd::magnitude(r), V(static_cast<T>(__builtin_inf()))));
+  }
+  // Poles, and what is so near one that its positive power is 0.
+  int repair(T x, T& r) const {
+    T power = scalar::opaque(x) * x;
+    for (int i = 2; i < n; ++i) power *= x;
+    r = T(1) / scalar::opaque(power);
+    return power == T(0) ? ORV_STATUS_SINGULARITY : ORV_STATUS_OK;
   }
 };
 
@@ -91,18 +128,17 @@ struct PowxArrays {
     else
       slot_of(pair, static_cast<int>(level))(n, a, r);
   }
-  PowxArrays on_result() const { return {n, r, incr, r, incr, strided}; }
   template <class K>
   void loop(K const& k, const char* name) const {
-    ControlState const control;
     if (strided) {
+      ControlState const control;
       loop::StridedIn<T> const in{a, inca};
       loop::StridedOut<T> const out{r, incr};
       loop::run(control, k, n, in, in, out, out, name);
     } else {
       loop::ContiguousIn<T> const in{a};
       loop::ContiguousOut<T> const out{r};
-      loop::run(control, k, n, in, in, out, out, name);
+      loop::call(k, n, in, in, out, out, name);
     }
   }
   void each(const T* source) const { // copies, or fills where source is one value
@@ -127,9 +163,14 @@ bool integer_power(PowxArrays<T> const& x, T b, const char* name) {
   return false;
 }
 
-template <class T, Level level>
-void inverse(PowxArrays<T> const& x) {
-  ORV_SLOT_CALL(Inv);
+template <class T, Level level, int n>
+bool negative_power(PowxArrays<T> const& x, T b, const char* name) {
+  if (scalar::bits(b) == scalar::bits(T(-n))) {
+    x.loop(NegativePower<T, n, level == Level::LA>(), name);
+    return true;
+  }
+  if constexpr (n < 4) return negative_power<T, level, n + 1>(x, b, name);
+  return false;
 }
 
 // The values next to 1/3 and 2/3.
@@ -155,7 +196,10 @@ bool special_exponent(PowxArrays<T> const& x, T b, const char* name) {
   }
   if (is(T(1.0))) return x.each(nullptr), true;
   if (is(T(2.0))) return x.loop(IntegerPower<T, 2>(), name), true;
-  if (is(T(-1.0))) return inverse<T, level>(x), true;
+  if (is(T(-1.0))) {
+    ORV_SLOT_CALL(Inv);
+    return true;
+  }
   if (is(T(0.5))) {
     ORV_SLOT_CALL(Sqrt);
     return true;
@@ -170,11 +214,7 @@ bool special_exponent(PowxArrays<T> const& x, T b, const char* name) {
   }
   if constexpr (low) {
     if (integer_power<T, level, 3>(x, b, name)) return true;
-    if (is(T(-2.0)) || is(T(-3.0)) || is(T(-4.0))) {
-      integer_power<T, level, 2>(x, -b, name);
-      inverse<T, level>(x.on_result());
-      return true;
-    }
+    if (negative_power<T, level, 2>(x, b, name)) return true;
   }
   if constexpr (ep) {
     if (scalar::bits(b) == third<T>) {
@@ -200,11 +240,10 @@ struct Powx {
     static void contiguous(int n, const T* a, T b, T* r) {
       PowxArrays<T> const x{n, a, 1, r, 1, false};
       if (special_exponent<T, level>(x, b, report_name<name>.text)) return;
-      ControlState const control;
       T const exponent = b;
       loop::ContiguousOut<T> const out{r};
-      loop::run(control, PowxGeneral<T, level>(), n, loop::ContiguousIn<T>{a}, loop::ScalarIn<T>{&exponent},
-                out, out, report_name<name>.text);
+      loop::call(PowxGeneral<T, level>(), n, loop::ContiguousIn<T>{a}, loop::ScalarIn<T>{&exponent}, out, out,
+                 report_name<name>.text);
     }
     template <auto& pair, int k>
     static void strided(int n, const T* a, int inca, T b, T* r, int incr) {

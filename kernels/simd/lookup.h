@@ -58,6 +58,34 @@ ORV_INLINE VecPair<double> lookup_pair(const Pair<double>* table, Bits<double> o
   return lookup_pair(table, extract(offset));
 }
 
+// A row of four doubles for each lane, by 32-byte loads and a transpose.
+struct alignas(32) Row4 {
+  double a, b, c, d;
+};
+struct VecRow4 {
+  Vec<double> a, b, c, d;
+};
+ORV_INLINE VecRow4 transpose(__m256d r0, __m256d r1, __m256d r2, __m256d r3) {
+  __m256d const ac02 = _mm256_unpacklo_pd(r0, r1), bd02 = _mm256_unpackhi_pd(r0, r1);
+  __m256d const ac13 = _mm256_unpacklo_pd(r2, r3), bd13 = _mm256_unpackhi_pd(r2, r3);
+  return {_mm256_permute2f128_pd(ac02, ac13, 0x20), _mm256_permute2f128_pd(bd02, bd13, 0x20),
+          _mm256_permute2f128_pd(ac02, ac13, 0x31), _mm256_permute2f128_pd(bd02, bd13, 0x31)};
+}
+// `index` counts rows.
+ORV_INLINE VecRow4 lookup_row(const Row4* table, Bits<double> index) {
+  Offsets4 const o = extract(shift_left<2>(index)); // in doubles: the hardware scales by 8
+  const double* const base = &table->a;
+  auto row = [&](int lane) { return _mm256_load_pd(base + o.i[lane]); };
+  return transpose(row(0), row(1), row(2), row(3));
+}
+
+// 32 bytes from a byte on for each lane, as four 64-bit words, the lowest first.
+ORV_INLINE VecRow4 lookup_window(const unsigned char* bytes, Bits<double> index) {
+  Offsets4 const o = extract(index);
+  auto row = [&](int lane) { return _mm256_loadu_pd(reinterpret_cast<const double*>(bytes + o.i[lane])); };
+  return transpose(row(0), row(1), row(2), row(3));
+}
+
 ORV_INLINE VecPair<float> lookup_pair(const Pair<float>* table, Bits<float> index) {
 #ifdef __x86_64__
   __m128i const low = _mm256_castsi256_si128(index.v), high = _mm256_extracti128_si256(index.v, 1);

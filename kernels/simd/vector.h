@@ -3,6 +3,7 @@
 //
 // Vec<T>   lanes of float or double
 // Bits<T>  integer lanes of the same width; compares give all ones or zero in a lane
+// Mask<T>  a condition for each lane
 #pragma once
 #include <bit>
 #include <cstddef>
@@ -101,6 +102,25 @@ ORV_INLINE Bits<T> shift_right(Bits<T> a) { // logical
   else
     return _mm256_srli_epi64(a.v, n);
 }
+// By a count for each lane; 0 from the lane's width on.
+template <class T>
+ORV_INLINE Bits<T> shift_left(Bits<T> a, Bits<T> n) {
+  if constexpr (sizeof(T) == 4)
+    return _mm256_sllv_epi32(a.v, n.v);
+  else
+    return _mm256_sllv_epi64(a.v, n.v);
+}
+template <class T>
+ORV_INLINE Bits<T> shift_right(Bits<T> a, Bits<T> n) { // logical
+  if constexpr (sizeof(T) == 4)
+    return _mm256_srlv_epi32(a.v, n.v);
+  else
+    return _mm256_srlv_epi64(a.v, n.v);
+}
+// Of the lower 32 bits of each lane, unsigned, to 64.
+ORV_INLINE Bits<double> multiply_low(Bits<double> a, Bits<double> b) { return _mm256_mul_epu32(a.v, b.v); }
+// Two 32-bit lanes as one lane of 64: the even one below.
+ORV_INLINE Bits<double> pairs(Bits<float> a) { return a.v; }
 ORV_INLINE Bits<float> shift_right_signed(Bits<float> a, int n) { return _mm256_srai_epi32(a.v, n); }
 // Signed compare of 32-bit lanes. As an instruction, since the compiler turns the intrinsic function into a minimum
 // and a test for equality where the constant next to b is easier for it to make.
@@ -169,6 +189,28 @@ ORV_INLINE F operator*(F a, F b) { return _mm256_mul_ps(a.v, b.v); }
 ORV_INLINE D operator*(D a, D b) { return _mm256_mul_pd(a.v, b.v); }
 ORV_INLINE F operator/(F a, F b) { return _mm256_div_ps(a.v, b.v); }
 ORV_INLINE D operator/(D a, D b) { return _mm256_div_pd(a.v, b.v); }
+// Sum and product with the operands in this order in the instruction: of two NaN it takes the first. The compiler
+// may swap those of + and *, each copy of a loop body its own way.
+ORV_INLINE F ordered_add(F a, F b) {
+  F r;
+  __asm__("vaddps\t%2, %1, %0" : "=x"(r.v) : "x"(a.v), "xm"(b.v));
+  return r;
+}
+ORV_INLINE D ordered_add(D a, D b) {
+  D r;
+  __asm__("vaddpd\t%2, %1, %0" : "=x"(r.v) : "x"(a.v), "xm"(b.v));
+  return r;
+}
+ORV_INLINE F ordered_multiply(F a, F b) {
+  F r;
+  __asm__("vmulps\t%2, %1, %0" : "=x"(r.v) : "x"(a.v), "xm"(b.v));
+  return r;
+}
+ORV_INLINE D ordered_multiply(D a, D b) {
+  D r;
+  __asm__("vmulpd\t%2, %1, %0" : "=x"(r.v) : "x"(a.v), "xm"(b.v));
+  return r;
+}
 // a * b + c, a * b - c, c - a * b, each rounded once
 ORV_INLINE F fma(F a, F b, F c) { return _mm256_fmadd_ps(a.v, b.v, c.v); }
 ORV_INLINE D fma(D a, D b, D c) { return _mm256_fmadd_pd(a.v, b.v, c.v); }
@@ -239,6 +281,50 @@ template <int predicate>
 ORV_INLINE D compare(D a, D b) {
   return _mm256_cmp_pd(a.v, b.v, predicate);
 }
+
+template <class T>
+struct Mask {
+  Vec<T> v;
+  ORV_INLINE friend Mask operator&(Mask a, Mask b) { return {a.v & b.v}; }
+  ORV_INLINE friend Mask operator|(Mask a, Mask b) { return {a.v | b.v}; }
+};
+// False where an operand is NaN; `not_at_most` is true there.
+template <class T>
+ORV_INLINE Mask<T> is_equal(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_EQ_OQ>(a, b)};
+}
+template <class T>
+ORV_INLINE Mask<T> is_less(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_LT_OQ>(a, b)};
+}
+template <class T>
+ORV_INLINE Mask<T> is_at_least(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_GE_OQ>(a, b)};
+}
+template <class T>
+ORV_INLINE Mask<T> is_above(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_GT_OQ>(a, b)};
+}
+template <class T>
+ORV_INLINE Mask<T> not_at_most(Vec<T> a, Vec<T> b) {
+  return {compare<_CMP_NLE_UQ>(a, b)};
+}
+// By the lowest bit of an integer.
+template <class T>
+ORV_INLINE Mask<T> is_odd(Bits<T> a) {
+  return {from_bits(shift_left<8 * sizeof(T) - 1>(a))}; // valid in the sign bits, which choose() looks at
+}
+ORV_INLINE F choose(Mask<float> m, F yes, F no) { return _mm256_blendv_ps(no.v, yes.v, m.v.v); }
+ORV_INLINE D choose(Mask<double> m, D yes, D no) { return _mm256_blendv_pd(no.v, yes.v, m.v.v); }
+// a, or +0 where the condition is false; not for a mask of is_odd
+template <class T>
+ORV_INLINE Vec<T> keep(Mask<T> m, Vec<T> a) {
+  return m.v & a;
+}
+// One bit for each lane.
+ORV_INLINE unsigned lane_bits(Mask<float> m) { return static_cast<unsigned>(_mm256_movemask_ps(m.v.v)); }
+ORV_INLINE unsigned lane_bits(Mask<double> m) { return static_cast<unsigned>(_mm256_movemask_pd(m.v.v)); }
+
 // b where the mask's sign bit is set, else a
 ORV_INLINE F blend(F a, F b, F mask) { return _mm256_blendv_ps(a.v, b.v, mask.v); }
 ORV_INLINE D blend(D a, D b, D mask) { return _mm256_blendv_pd(a.v, b.v, mask.v); }
@@ -263,6 +349,29 @@ ORV_INLINE Bits<T> not_normal(Vec<T> a) {
   return equal(((bits(a) & top) + one) & andnot(one, top), Bits<T>(0));
 }
 
+// ---- float lanes as double ----
+struct Wide { // the lower and the upper half of the lanes
+  D low, high;
+};
+ORV_INLINE Wide widen(F a) {
+  return {_mm256_cvtps_pd(_mm256_castps256_ps128(a.v)), _mm256_cvtps_pd(_mm256_extractf128_ps(a.v, 1))};
+}
+ORV_INLINE F narrow(Wide a) { return _mm256_set_m128(_mm256_cvtpd_ps(a.high.v), _mm256_cvtpd_ps(a.low.v)); }
+// The even and the odd lanes, each as one vector of doubles, together again.
+ORV_INLINE F narrow_even_odd(D even, D odd) {
+  __m128 const e = _mm256_cvtpd_ps(even.v), o = _mm256_cvtpd_ps(odd.v);
+  return _mm256_set_m128(_mm_unpackhi_ps(e, o), _mm_unpacklo_ps(e, o));
+}
+// f on both halves
+template <class Function>
+ORV_INLINE Wide each(Wide a, Function f) {
+  return {f(a.low), f(a.high)};
+}
+template <class Function>
+ORV_INLINE Wide each(Wide a, Wide b, Function f) {
+  return {f(a.low, b.low), f(a.high, b.high)};
+}
+
 // ---- memory ----
 ORV_INLINE F load(const float* p) { return _mm256_loadu_ps(p); }
 ORV_INLINE D load(const double* p) { return _mm256_loadu_pd(p); }
@@ -283,8 +392,40 @@ ORV_INLINE F load_part(const float* p, Bits<float> which, F fill) {
 ORV_INLINE D load_part(const double* p, Bits<double> which, D fill) {
   return _mm256_blendv_pd(fill.v, _mm256_maskload_pd(p, which.v), _mm256_castsi256_pd(which.v));
 }
-ORV_INLINE void store_part(float* p, Bits<float> which, F a) { _mm256_maskstore_ps(p, which.v, a.v); }
-ORV_INLINE void store_part(double* p, Bits<double> which, D a) { _mm256_maskstore_pd(p, which.v, a.v); }
+// The real and imaginary part of one complex number in every pair of lanes.
+ORV_INLINE F broadcast_pair(const float* p) {
+  return _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<const double*>(p)));
+}
+ORV_INLINE D broadcast_pair(const double* p) {
+  return _mm256_broadcast_pd(reinterpret_cast<const __m128d*>(p));
+}
+// The first m lanes, in pieces by the bits of m: a load that follows soon can take its value from them, which it
+// cannot from a masked store.
+ORV_INLINE void store_first(float* p, int m, F a) {
+  if (m == F::lanes) return store(p, a);
+  __m128 x = _mm256_castps256_ps128(a.v);
+  if (m & 4) {
+    _mm_storeu_ps(p, x);
+    x = _mm256_extractf128_ps(a.v, 1);
+    p += 4;
+  }
+  if (m & 2) {
+    _mm_storel_pi(reinterpret_cast<__m64*>(p), x);
+    x = _mm_movehl_ps(x, x);
+    p += 2;
+  }
+  if (m & 1) _mm_store_ss(p, x);
+}
+ORV_INLINE void store_first(double* p, int m, D a) {
+  if (m == D::lanes) return store(p, a);
+  __m128d x = _mm256_castpd256_pd128(a.v);
+  if (m & 2) {
+    _mm_storeu_pd(p, x);
+    x = _mm256_extractf128_pd(a.v, 1);
+    p += 2;
+  }
+  if (m & 1) _mm_store_sd(p, x);
+}
 
 // ---- polynomials ----
 // Horner's scheme, coefficients from the low degree up, each step fused.

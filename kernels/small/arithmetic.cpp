@@ -25,7 +25,7 @@ struct Sqr : Arithmetic<T, 1> {
 };
 template <class T, Level>
 struct Add : Arithmetic<T, 2> {
-  V<T> eval(V<T> a, V<T> b) const { return a + b; }
+  V<T> eval(V<T> a, V<T> b) const { return simd::ordered_add(a, b); }
 };
 template <class T, Level>
 struct Sub : Arithmetic<T, 2> {
@@ -33,7 +33,7 @@ struct Sub : Arithmetic<T, 2> {
 };
 template <class T, Level>
 struct Mul : Arithmetic<T, 2> {
-  V<T> eval(V<T> a, V<T> b) const { return a * b; }
+  V<T> eval(V<T> a, V<T> b) const { return simd::ordered_multiply(a, b); }
 };
 
 } // namespace

@@ -10,6 +10,12 @@ struct Scalars {
   T scalea, shifta, scaleb, shiftb;
 };
 
+// The same of two NaN everywhere, whatever the compiler makes of a loop.
+template <class V, class T>
+ORV_INLINE V linear(V x, T scale, T shift) {
+  return simd::ordered_add(simd::ordered_multiply(V(scale), x), V(shift));
+}
+
 template <class T>
 struct Fraction {
   using Operand = T;
@@ -17,7 +23,7 @@ struct Fraction {
   using V = simd::Vec<T>;
   static constexpr int operands = 2, results = 1;
   Scalars<T> s;
-  V eval(V a, V b) const { return (V(s.scalea) * a + V(s.shifta)) / (V(s.scaleb) * b + V(s.shiftb)); }
+  V eval(V a, V b) const { return linear(a, s.scalea, s.shifta) / linear(b, s.scaleb, s.shiftb); }
 };
 template <class T>
 struct OverConstant {
@@ -27,7 +33,7 @@ struct OverConstant {
   static constexpr int operands = 1, results = 1;
   Scalars<T> s;
   T reciprocal;
-  V eval(V a) const { return (V(s.scalea) * a + V(s.shifta)) * V(reciprocal); }
+  V eval(V a) const { return simd::ordered_multiply(linear(a, s.scalea, s.shifta), V(reciprocal)); }
 };
 template <class T>
 struct ConstantOver {
@@ -36,7 +42,7 @@ struct ConstantOver {
   using V = simd::Vec<T>;
   static constexpr int operands = 1, results = 1;
   Scalars<T> s;
-  V eval(V b) const { return V(s.shifta) / (V(s.scaleb) * b + V(s.shiftb)); }
+  V eval(V b) const { return V(s.shifta) / linear(b, s.scaleb, s.shiftb); }
 };
 
 template <class T, Level>
