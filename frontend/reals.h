@@ -3,6 +3,8 @@
 #include "frontend/error.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <new>
 #include <vector>
@@ -17,6 +19,12 @@ inline std::vector<double> reals(std::initializer_list<std::size_t> sizes, std::
   for (std::size_t const size : sizes) {
     fits = fits && (size == 0 || count <= most / size);
     count *= size;
+  }
+  // Large blocks are tried first: where sanitizers run, a `new` that fails ends the process.
+  if (fits && count > (std::size_t{1} << 27)) {
+    void* volatile const trial = std::malloc(count * sizeof(double)); // volatile: compilers take pairs away
+    fits = trial != nullptr;
+    std::free(trial);
   }
   try {
     if (fits) return std::vector<double>(count);
