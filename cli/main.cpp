@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
   for (int const stream : {0, 1, 2}) _setmode(stream, _O_BINARY);
 #endif
   CLI::App app{"Numerical kernels over numbers, CSV columns and random streams", "orv"};
+  app.allow_windows_style_options(false); // a path may begin with a slash
   app.require_subcommand(1);
   app.set_version_flag("--version", std::string("orv " ORV_VERSION " (" ORV_TARGET ")"));
   app.get_formatter()->column_width(34);

@@ -74,6 +74,8 @@ TEST(Elementwise, StridesGoEachTheirOwnWay) {
 TEST(ErrorLog, CollectsAndPutsTheThreadBack) {
   auto* const mode = ORV_FUNCTION_OF(orv_elw_kernel_GetMode);
   uint32_t const before = mode();
+  auto* const status = ORV_FUNCTION_OF(orv_elw_kernel_GetErrStatus);
+  ORV_FUNCTION_OF(orv_elw_kernel_SetErrStatus)(ORV_STATUS_SINGULARITY);
   double const x[5] = {1, 1000, 2, -1000, 1e9};
   double r[5];
   auto const exp = Elementwise::find('d', "Exp");
@@ -94,6 +96,9 @@ TEST(ErrorLog, CollectsAndPutsTheThreadBack) {
     ASSERT_EQ(outer.errors().size(), 1u);
   }
   EXPECT_EQ(mode(), before);
+  EXPECT_EQ(status(), ORV_STATUS_SINGULARITY);
+  EXPECT_EQ(ORV_FUNCTION_OF(orv_elw_kernel_GetErrorCallBack)(), nullptr);
+  ORV_FUNCTION_OF(orv_elw_kernel_ClearErrStatus)();
 }
 
 } // namespace

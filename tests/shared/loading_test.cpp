@@ -51,8 +51,8 @@ int process() { return getpid(); }
 class LoadedCopy : public ::testing::Test {
  protected:
   LoadedCopy() {
-    place_ = fs::temp_directory_path() / fs::path(u8"orv_\u043a\u043e\u0434_\u6570_\u00e9" +
-                                                  std::u8string(number().begin(), number().end()));
+    place_ = fs::temp_directory_path() / fs::path(u8"orv_\u043a\u043e\u0434_\u6570_\u00e9");
+    place_ += number();
     fs::create_directories(place_);
     fs::copy_file(fs::path(ORV_BIN_DIR) / kernel_file, place_ / kernel_file);
   }
@@ -82,9 +82,10 @@ class LoadedCopy : public ::testing::Test {
   Handle handle_ = nullptr;
 
  private:
-  static std::string const& number() {
-    static std::string const text = std::to_string(process());
-    return text;
+  // A directory for each test: on Windows a file stays as long as its library is loaded.
+  static std::string number() {
+    static int count = 0;
+    return std::to_string(process()) + "_" + std::to_string(++count);
   }
 };
 #define FUNCTION(name) function(#name, &name)
