@@ -7,6 +7,7 @@ expect_streams 0 $'nan\nnan' '^element 0: status 1, argument outside the domain$
 expect_streams 1 '' '1e\+300 is beyond the largest number of single' eval Exp --type s 1e300
 expect_streams 1 '' '1e\+300 is beyond the largest number of single' eval Powx --type s 2 --with 1e300
 expect_streams 0 inf '' eval Abs --type s inf
+expect_streams 0 $'9\n16' '' eval Powx 3 4 --with 2
 expect_streams 1 '' '1e400 is beyond the largest number of double' eval Exp 1e400
 expect_streams 0 $'0.5\n0.7142857142857143' '' eval LinearFrac 2 3 --with 4,5 --scalars 2,-1,1,2
 expect_streams 1 '' 'LinearFrac wants four numbers, --scalars' eval LinearFrac 2 --with 4
@@ -52,6 +53,10 @@ printf '"x ""y"", z",b\n\n"1",2\n' >"$work/quotes.csv"
 expect_streams 0 1 '' eval Abs --column 1 "$work/quotes.csv"
 expect_streams 0 2 '' eval Abs --column b "$work/quotes.csv"
 expect_streams 1 '' 'there are: x "y", z, b' eval Abs --column 3 "$work/quotes.csv"
+printf 'a,b\n1,2\n1,2,3\n' >"$work/long.csv"
+expect_streams 1 '' 'long.csv:3: 3 cells where the first line has 2' eval Abs --column a "$work/long.csv"
+printf 'a\nNA\nNaN\nnan\n.\n\n5\n' >"$work/gaps.csv"
+expect_streams 0 5 '' eval Abs --skip-missing --column a "$work/gaps.csv"
 printf '"a\n1\n' >"$work/open.csv"
 expect_streams 1 '' 'open.csv:1: a quote is not closed' eval Abs --column a "$work/open.csv"
 expect 2 'required' eval

@@ -11,6 +11,8 @@ expect_streams 0 '' '' random --n 0x0
 [ ! -c /dev/full ] || [ -n "$emulator" ] || expect 1 'writing to /dev/full failed' random --out /dev/full
 expect 1 "'1.5' is not a whole number" random --seed 1.5
 expect 1 '4294967296 is above 4294967295' random --seed 4294967296
+expect 1 'length must be finite' random --interval=-1e308,1e308
+expect 1 'length must be finite' random --type s --interval 0,1e39
 expect 1 '1 is not below 1' random --interval 1,1
 expect 1 'two numbers, A,B' random --interval 1
 expect 1 'cannot skip ahead' random --brng MT2203 --skip 10

@@ -30,8 +30,8 @@ expect_streams 0 "$heading"$'\n1,2,2,1.4142135623730951,0,-2.75,1,3\n2,2,3,1.414
   stats --csv --no-header "$work/bare.csv"
 expect 0 'the first line, 1,2, was taken as column names' stats --method user-mean "$work/bare.csv"
 # What is read of a pipe is told in bytes, as its size isn't known.
-expect_streams 0 "$heading"$'\nx,2,1.5,0.7071067811865476,0,-2.75,1,2' '^statistics: 0\.0 MB, ' \
-  stats --csv --block 1 - < <(printf 'x\n1\n' && sleep 1.3 && printf '2\n')
+expect_streams 0 "$heading"$'\nx,200001,2,0,nan,nan,2,2' '^statistics: 1\.6 MB, ' \
+  stats --csv --block 2000 - < <(printf 'x\n' && yes 2.00000 | head -n 200000 && sleep 1.3 && printf '2\n')
 # More columns than a matrix has room for.
 wide() {
   python3 -c "print(','.join(f'c{i}' for i in range(20000)))
