@@ -24,7 +24,8 @@ struct Arrays {
   const void* b = nullptr;
   void* r1 = nullptr;
   void* r2 = nullptr;
-  double scalars[4] = {}; // second operand of the scalar form; scalea, shifta, scaleb, shiftb
+  double scalars[4] =
+      {}; // second operand of the scalar form (two parts if complex); scalea, shifta, scaleb, shiftb
   int inca = 1, incb = 1, incr1 = 1, incr2 = 1; // used by call_strided
 };
 

@@ -18,6 +18,8 @@ expect 1 'two numbers, A,B' random --interval 1
 expect 1 'cannot skip ahead' random --brng MT2203 --skip 10
 expect 1 'no leapfrog' random --brng MT19937 --leapfrog 0,2
 expect 1 'stream 2 is not one of 2' random --leapfrog 2,2
+expect 1 'Sobol and Niederr have none' random --brng Sobol --seed 1
+expect 1 'dimension is for Sobol' random --dimension 2
 expect 1 'not from 1 to 40' random --brng Sobol --dimension 41
 expect 1 'cannot open /no/such/file' random --out /no/such/file
 expect 1 'the file cannot be opened' random --load /no/such/file

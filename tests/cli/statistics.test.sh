@@ -8,6 +8,7 @@ for method in fast one-pass user-mean; do
 done
 expect 0 '^Ozone +116 +42\.1293' stats --columns Ozone --skip-missing "$data/airquality.csv"
 expect 1 'airquality.csv:6: the cell of column Ozone is missing' stats "$data/airquality.csv"
+[ "$("$orv" stats "$data/faithful.csv" | awk '{ print length }' | sort -u | wc -l)" = 1 ] || fail "columns of a table that do not align"
 printf 'x,w\n1,1\n2,0\n4,3\n' >"$work/weighted.csv"
 expect 0 '^x,3,3\.25,2\.1213203435596424,' stats --csv --weights w "$work/weighted.csv"
 expect 0 '^x +3 .* 1 +4$' stats --weights w "$work/weighted.csv"
