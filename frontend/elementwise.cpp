@@ -8,9 +8,6 @@
 namespace orv {
 namespace {
 
-// Adds the bits of the error mode to the others of a mode word.
-constexpr uint32_t error_mode_bits = 0xFF00;
-
 thread_local ErrorLog* current_log = nullptr;
 thread_local std::size_t piece_start = 0;
 
@@ -64,7 +61,7 @@ void call_typed(Form form, void* kernel, Arrays const& x, std::size_t start, int
           n, a, b, scalar_of<A>(x, 0), scalar_of<A>(x, 1), scalar_of<A>(x, 2), scalar_of<A>(x, 3), r1);
     [[fallthrough]];
   case Form::pack:
-    throw Error("pack and unpack are no functions of numbers");
+    return; // refused before
   }
 }
 
@@ -93,8 +90,16 @@ void call_typed_strided(Form form, void* kernel, Arrays const& x, int n) {
                                                                 scalar_of<A>(x, 3), r1, x.incr1);
     [[fallthrough]];
   case Form::pack:
-    throw Error("pack and unpack are no functions of numbers");
+    return; // refused before
   }
+}
+
+// The slot of a table that belongs to a level.
+int index_of(Level level) {
+  int const index = static_cast<int>(level);
+  if (index < 0 || index > 2)
+    throw Error("there is no accuracy level number " + std::to_string(index) + "; there are LA, HA and EP");
+  return index;
 }
 
 // call(A*, R*) with null pointers of the function's element types.
@@ -125,7 +130,7 @@ void with_types(orv::Function const& f, Call call) {
 
 std::string_view level_name(Level level) {
   constexpr std::string_view names[] = {"LA", "HA", "EP"};
-  return names[static_cast<int>(level)];
+  return names[index_of(level)];
 }
 
 Level level_of(std::string const& name) {
@@ -179,11 +184,19 @@ int Elementwise::operands() const {
 }
 int Elementwise::results() const { return function_->form == Form::two_results ? 2 : 1; }
 
+float Elementwise::cost(Level level) const { return cost_[index_of(level)]; }
+
+void Elementwise::check(Arrays const& x, bool any_elements) const {
+  std::string const name(function_->name);
+  if (function_->form == Form::pack) throw Error(name + ": pack and unpack are no functions of numbers");
+  if (any_elements && (!x.a || !x.r1 || (operands() == 2 && !x.b) || (results() == 2 && !x.r2)))
+    throw Error(name + ": an array is missing");
+}
+
 void Elementwise::call(Level level, Arrays const& x, std::size_t n) const {
-  if (n && (!x.a || !x.r1 || (operands() == 2 && !x.b) || (results() == 2 && !x.r2)))
-    throw Error(std::string(function_->name) + ": an array is missing");
+  check(x, n > 0);
   constexpr std::size_t longest = std::size_t{1} << 30;
-  void* kernel = slots_[static_cast<int>(level)];
+  void* kernel = slots_[index_of(level)];
   for (std::size_t start = 0; start < n; start += longest) {
     int const piece = static_cast<int>(std::min(longest, n - start));
     piece_start = start;
@@ -194,7 +207,10 @@ void Elementwise::call(Level level, Arrays const& x, std::size_t n) const {
 }
 
 void Elementwise::call_strided(Level level, Arrays const& x, int n) const {
-  void* kernel = strided_slots_[static_cast<int>(level)];
+  check(x, n > 0);
+  if (n < 0) throw Error(std::string(function_->name) + ": the count " + std::to_string(n) + " is below 0");
+  if (!strided_slots_) throw Error(std::string(function_->name) + ": there is no strided form");
+  void* kernel = strided_slots_[index_of(level)];
   with_types(*function_,
              [&]<class A, class R>(A*, R*) { call_typed_strided<A, R>(function_->form, kernel, x, n); });
 }
@@ -214,14 +230,19 @@ ErrorLog::~ErrorLog() {
   ORV_FUNCTION_OF(orv_elw_kernel_SetErrStatus)(status_);
 }
 
-int ErrorLog::collect(OrvErrorRecord* record) {
+// Called by kernels, which no exception may pass through.
+int ErrorLog::collect(OrvErrorRecord* record) noexcept {
   constexpr std::size_t most = 1'000'000;
   if (ErrorLog* log = current_log) {
-    if (log->errors_.size() < most)
-      log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code,
-                              record->arg1, record->arg2, record->res1});
-    else
-      ++log->left_out_;
+    try {
+      if (log->errors_.size() < most) {
+        log->errors_.push_back({piece_start + static_cast<std::size_t>(record->index), record->code,
+                                record->arg1, record->arg2, record->res1});
+        return 1;
+      }
+    } catch (std::bad_alloc const&) {
+    }
+    ++log->left_out_;
   }
   return 1; // the result stays as it is
 }
