@@ -219,4 +219,18 @@ TYPED_TEST(Extremes, EveryAllocationOfAScaledConstructionMayFail) {
   EXPECT_EQ(Entries<T>::natural(task.task, 0, 0, nullptr), DFStatusBadBreakCount);
 }
 
+// Changes of slope just above 1e-10 weigh the slopes, those just below leave their mean.
+TYPED_TEST(Extremes, AkimaWeighsSlopesFrom1e10On) {
+  using T = TypeParam;
+  for (T const change : {T(0x1p-35), T(0x1p-32)}) { // of the slope at break 3: about 2.9e-11 and 2.3e-10
+    T const s = change;
+    std::vector<T> const x{0, 1, 2, 3, 4, 5, 6}, y{0, 0, 0, 0, s, 3 * s, 6 * s};
+    Task<T> task(x, y);
+    task.spline(4, 5, DFBoundFreeEnd);
+    ASSERT_EQ(Entries<T>::akima(task.task, 0, 0, nullptr), 0);
+    // Slopes 0, 0, 0, s, 2 s, 3 s: at break 3 no change before it and s after it.
+    EXPECT_EQ(task.coefficients[4 * 3 + 1], s < T(1e-10) ? s / 2 : T(0)) << s;
+  }
+}
+
 } // namespace
