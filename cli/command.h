@@ -10,6 +10,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ struct Command {
 std::vector<Command const*>& commands();
 
 // One line on standard error that is written over as work goes on; silent where it is no terminal and the
-// work is short.
+// work is short. Where the total isn't known (0), `done` is bytes and is shown as it stands.
 class Progress {
  public:
   Progress(std::string what, double total);
@@ -40,5 +41,11 @@ class Progress {
 
 // A number as the user typed it: decimal, hexadecimal float, inf, nan. Throws Error that names `where`.
 double parse_number(std::string const& text, std::string const& where);
+
+// A result as it is printed: the sign of a NaN says nothing.
+template <class T>
+T shown(T value) {
+  return value != value ? std::numeric_limits<T>::quiet_NaN() : value;
+}
 
 } // namespace orv::cli

@@ -4,10 +4,13 @@
 #include "frontend/error.h"
 
 #include <cmath>
+#include <cstdio>
+#include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iostream>
 #include <limits>
+#include <utility>
 
 namespace orv::cli {
 namespace {
@@ -22,22 +25,74 @@ bool is_missing(std::string const& cell) {
   return cell.empty() || cell == "NA" || cell == "NaN" || cell == "nan" || cell == ".";
 }
 
+bool is_number(std::string const& cell) {
+  try {
+    parse_number(cell, "");
+    return true;
+  } catch (Error const&) {
+    return false;
+  }
+}
+
+// A list that a message can hold.
+std::string shortened(std::string const& text) {
+  return text.size() <= 400 ? text : text.substr(0, 400) + "...";
+}
+
 } // namespace
 
-CsvReader::CsvReader(std::string path) : path_(std::move(path)) {
+std::string csv_cell(std::string const& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos && trimmed(text) == text) return text;
+  std::string cell = "\"";
+  for (char const c : text) cell.append(c == '"' ? 2 : 1, c);
+  return cell + '"';
+}
+
+CsvReader::CsvReader(std::string path, bool header) : path_(std::move(path)) {
+  open();
+  if (!split())
+    throw Error(fmt::format("{}: is empty; {} wanted", path_,
+                            header ? "a header line with column names is" : "rows of numbers are"));
+  columns_ = cells_;
+  if (header) {
+    tell_numbers_as_names();
+    return;
+  }
+  for (std::size_t i = 0; i < columns_.size(); ++i) columns_[i] = std::to_string(i + 1);
+  first_row_is_split_ = true;
+}
+
+void CsvReader::open() {
   if (path_ == "-") {
     in_ = &std::cin;
-  } else {
-    file_.open(path_, std::ios::binary);
-    if (!file_) throw Error(fmt::format("{}: cannot be read", path_));
-    file_.seekg(0, std::ios::end);
-    size_ = static_cast<double>(file_.tellg());
-    if (size_ < 0) throw Error(fmt::format("{}: is not a file that can be read", path_));
-    file_.seekg(0);
-    in_ = &file_;
+    return;
   }
-  if (!split()) throw Error(fmt::format("{}: is empty; a header line with column names is wanted", path_));
-  columns_ = cells_;
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path_, ignored))
+    throw Error(fmt::format("{}: is a directory, not a file that can be read", path_));
+  file_.open(path_, std::ios::binary);
+  if (!file_) throw Error(fmt::format("{}: cannot be read", path_));
+  in_ = &file_;
+  file_.seekg(0, std::ios::end);
+  auto const size = file_.tellg();
+  file_.clear(); // a pipe has no size
+  if (size > 0) {
+    size_ = static_cast<double>(size);
+    file_.seekg(0);
+  }
+}
+
+// A file without a header line would lose its first row without a word.
+void CsvReader::tell_numbers_as_names() const {
+  bool any = false;
+  for (std::string const& name : columns_) {
+    if (is_missing(name)) continue;
+    if (!is_number(name)) return;
+    any = true;
+  }
+  if (any)
+    fmt::print(stderr, "{}: the first line, {}, was taken as column names; --no-header takes it as numbers\n",
+               path_, shortened(fmt::format("{}", fmt::join(columns_, ","))));
 }
 
 // Takes the next line apart.
@@ -46,7 +101,12 @@ bool CsvReader::split() {
     if (in_->bad()) throw Error(fmt::format("{}: reading failed behind line {}", path_, line_));
     return false;
   }
-  ++line_;
+  bytes_ += static_cast<double>(text_.size() + 1);
+  if (++line_ == 1) {
+    if (text_.starts_with("\xFF\xFE") || text_.starts_with("\xFE\xFF"))
+      throw Error(fmt::format("{}: is UTF-16 text; UTF-8 is wanted", path_));
+    if (text_.starts_with("\xEF\xBB\xBF")) text_.erase(0, 3);
+  }
   cells_.clear();
   std::string cell;
   bool quoted = false;
@@ -80,16 +140,17 @@ int CsvReader::column(std::string const& name) const {
     int const number = std::stoi(name);
     if (number >= 1 && number <= static_cast<int>(columns_.size())) return number - 1;
   }
-  throw Error(
-      fmt::format("{}: there is no column '{}'; there are: {}", path_, name, fmt::join(columns_, ", ")));
+  throw Error(fmt::format("{}: there is no column '{}'; there are: {}", path_, name,
+                          shortened(fmt::format("{}", fmt::join(columns_, ", ")))));
 }
 
 bool CsvReader::row(std::vector<int> const& wanted, std::vector<double>& values) {
   do
-    if (!split()) return false;
+    if (!std::exchange(first_row_is_split_, false) && !split()) return false;
   while (cells_.size() == 1 && cells_[0].empty() && columns_.size() > 1);
   if (cells_.size() != columns_.size())
-    throw Error(fmt::format("{}: {} cells where the header has {}", where(), cells_.size(), columns_.size()));
+    throw Error(
+        fmt::format("{}: {} cells where the first line has {}", where(), cells_.size(), columns_.size()));
   values.resize(wanted.size());
   missing_.assign(wanted.size(), false);
   for (std::size_t k = 0; k < wanted.size(); ++k) {
@@ -105,15 +166,9 @@ bool CsvReader::row(std::vector<int> const& wanted, std::vector<double>& values)
   return true;
 }
 
-double CsvReader::fraction_read() {
-  if (size_ <= 0) return 0;
-  auto const at = file_.tellg();
-  return at < 0 ? 1 : static_cast<double>(at) / size_;
-}
-
 std::vector<std::vector<double>> read_columns(std::string const& path, std::vector<std::string> const& names,
-                                              bool skip_missing) {
-  CsvReader reader(path);
+                                              bool skip_missing, bool header) {
+  CsvReader reader(path, header);
   std::vector<int> wanted;
   for (std::string const& name : names) wanted.push_back(reader.column(name));
   std::vector<std::vector<double>> columns(names.size());

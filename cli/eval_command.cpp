@@ -3,15 +3,19 @@
 #include "cli/csv.h"
 #include "frontend/elementwise.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <fmt/format.h>
+#include <memory>
 
 namespace orv::cli {
 namespace {
 
 struct Options {
-  std::string function, type = "d", level = "HA", column, second;
+  std::string function, type = "d", level = "HA", column, second, scalars;
   std::vector<std::string> values;
-  bool skip_missing = false;
+  bool skip_missing = false, no_header = false;
 };
 
 std::vector<std::string> split_list(std::string const& text) {
@@ -33,20 +37,34 @@ std::vector<double> numbers(std::vector<std::string> const& texts, const char* w
 // The operands as columns of numbers; the second is empty where the function has one, and may be one number
 // for all elements.
 struct Operands {
-  std::vector<double> a, b;
+  std::vector<double> a, b, scalars;
 };
+
+std::vector<double> read_scalars(Options const& o, Elementwise const& function) {
+  std::string const name(function.function().name);
+  if (function.function().form != Form::linear_frac) {
+    if (!o.scalars.empty()) throw Error(name + " takes no --scalars");
+    return {};
+  }
+  auto scalars = o.scalars.empty() ? std::vector<double>() : numbers(split_list(o.scalars), "--scalars");
+  if (scalars.size() != 4)
+    throw Error(fmt::format("{} wants four numbers, --scalars SCALEA,SHIFTA,SCALEB,SHIFTB; there are {}",
+                            name, scalars.size()));
+  return scalars;
+}
 
 Operands read_operands(Options const& o, Elementwise const& function) {
   std::string const name(function.function().name);
   bool const two = function.operands() == 2 || function.scalar_operand();
   Operands x;
+  x.scalars = read_scalars(o, function);
   if (!o.second.empty()) x.b = numbers(split_list(o.second), "--with");
   if (!o.column.empty()) {
     if (o.values.size() != 1) throw Error("--column wants one file behind the function's name");
     auto const names = split_list(o.column);
     if (names.size() > 2 || (names.size() == 2 && !o.second.empty()))
       throw Error("more operands are given than " + name + " takes");
-    auto columns = read_columns(o.values[0], names, o.skip_missing);
+    auto columns = read_columns(o.values[0], names, o.skip_missing, !o.no_header);
     x.a = std::move(columns[0]);
     if (names.size() == 2) x.b = std::move(columns[1]);
   } else {
@@ -66,26 +84,40 @@ Operands read_operands(Options const& o, Elementwise const& function) {
   return x;
 }
 
+// Operands in the function's type. A finite number doesn't become infinite without a word.
+template <class T>
+std::vector<T> typed(std::vector<double> const& values) {
+  for (double const v : values)
+    if (std::isfinite(v) && !std::isfinite(static_cast<T>(v)))
+      throw Error(fmt::format("{} is beyond the largest number of single precision; --type d takes it", v));
+  return {values.begin(), values.end()};
+}
+
+// Notes stand on standard error, so that the output is numbers only.
+void tell_errors(ErrorLog const& log) {
+  std::fflush(stdout);
+  for (NumericalError const& e : log.errors())
+    fmt::print(stderr, "element {}: status {}, {}\n", e.index, e.status, status_text(e.status));
+  if (log.left_out()) fmt::print(stderr, "and {} elements more\n", log.left_out());
+}
+
 template <class T>
 void evaluate(Elementwise const& function, Level level, Operands const& x) {
   std::size_t const n = x.a.size();
-  std::vector<T> a(x.a.begin(), x.a.end()), b(x.b.begin(), x.b.end()), r1(n),
-      r2(function.results() == 2 ? n : 0);
+  auto const a = typed<T>(x.a), b = typed<T>(x.b), scalars = typed<T>(x.scalars);
+  std::vector<T> r1(n), r2(function.results() == 2 ? n : 0);
   ErrorLog log;
   Arrays arrays{.a = a.data(), .b = b.data(), .r1 = r1.data(), .r2 = r2.data()};
   if (function.scalar_operand()) arrays.scalars[0] = x.b[0];
+  std::copy(scalars.begin(), scalars.end(), arrays.scalars);
   function.call(level, arrays, n);
-  auto error = log.errors().begin();
   constexpr int digits = sizeof(T) == 4 ? 9 : 17;
   for (std::size_t i = 0; i < n; ++i) {
-    fmt::print("{:.{}g}", r1[i], digits);
-    if (!r2.empty()) fmt::print(" {:.{}g}", r2[i], digits);
-    if (error != log.errors().end() && error->index == i) {
-      fmt::print("  # element {}: status {}, {}", i, error->status, status_text(error->status));
-      ++error;
-    }
+    fmt::print("{:.{}g}", shown(r1[i]), digits);
+    if (!r2.empty()) fmt::print(" {:.{}g}", shown(r2[i]), digits);
     fmt::print("\n");
   }
+  tell_errors(log);
 }
 
 Command const command("eval", "evaluate a function over numbers or columns of a CSV file", [](CLI::App& app) {
@@ -96,8 +128,11 @@ Command const command("eval", "evaluate a function over numbers or columns of a 
   app.add_option("--level", o->level, "accuracy: LA, HA or EP")->capture_default_str();
   app.add_option("--column", o->column, "column by name or number from 1; FIRST,SECOND for two operands");
   app.add_option("--with", o->second, "second operand: one number for all, or a list");
+  app.add_option("--scalars", o->scalars,
+                 "SCALEA,SHIFTA,SCALEB,SHIFTB of LinearFrac: (SCALEA x + SHIFTA) / (SCALEB y + SHIFTB)");
+  app.add_flag("--no-header", o->no_header, "the file's first line is numbers, not column names");
   app.add_flag("--skip-missing", o->skip_missing, "leave out rows with a missing cell");
-  app.footer("Numerical errors stand behind the result with index, status and text.\n"
+  app.footer("Numerical errors are told on standard error with index, status and text.\n"
              "Negative numbers follow '--': orv eval Exp -- -1 -2.");
   app.allow_extras(false);
   return [o] {

@@ -17,7 +17,7 @@ struct Options {
   std::vector<std::string> y;
   std::string at, integrate;
   int grid = 0, derivatives = 0, threads = 0;
-  bool skip_missing = false;
+  bool skip_missing = false, no_header = false;
 };
 
 std::vector<double> number_list(std::string const& text, std::string const& where) {
@@ -38,7 +38,7 @@ struct Samples {
 
 // The columns, with break points checked as they are read, so that a message can name the line.
 Samples read_samples(Options const& o, SchemeInfo const& scheme) {
-  CsvReader reader(o.file);
+  CsvReader reader(o.file, !o.no_header);
   Samples s;
   std::vector<int> wanted{reader.column(o.x)};
   s.x_name = reader.columns()[static_cast<size_t>(wanted[0])];
@@ -90,24 +90,38 @@ Samples read_samples(Options const& o, SchemeInfo const& scheme) {
 
 std::vector<double> even_sites(double from, double to, int count) {
   std::vector<double> sites;
-  for (int i = 0; i < count; ++i)
-    sites.push_back(i + 1 == count && count > 1 ? to : from + (to - from) * i / std::max(count - 1, 1));
+  double const span = to - from;
+  bool const wide = !std::isfinite(span * count);
+  for (int i = 0; i < count; ++i) {
+    double const steps = std::max(count - 1, 1);
+    if (i + 1 == count && count > 1)
+      sites.push_back(to);
+    else
+      sites.push_back(wide ? std::lerp(from, to, i / steps) : from + span * i / steps);
+  }
   return sites;
 }
 
 void print_values(Samples const& s, Spline const& spline, std::vector<double> const& sites, int derivatives) {
   auto const r = spline.evaluate(sites, derivatives);
-  fmt::print("{}", s.x_name);
+  fmt::print("{}", csv_cell(s.x_name));
   for (auto const& name : s.names)
     for (int d = 0; d <= derivatives; ++d)
-      fmt::print(",{}{}", name, std::string(static_cast<size_t>(d), '\''));
+      fmt::print(",{}", csv_cell(name + std::string(static_cast<size_t>(d), '\'')));
   fmt::print("\n");
   for (size_t i = 0; i < sites.size(); ++i) {
     fmt::print("{}", sites[i]);
     for (auto const& function : r)
-      for (double const v : function[i]) fmt::print(",{}", v);
+      for (double const v : function[i]) fmt::print(",{}", shown(v));
     fmt::print("\n");
   }
+}
+
+void print_integrals(Samples const& s, Spline const& spline, std::vector<double> const& limits) {
+  auto const integrals = spline.integrate(limits[0], limits[1]);
+  fmt::print("function,from,to,integral\n");
+  for (size_t j = 0; j < integrals.size(); ++j)
+    fmt::print("{},{},{},{}\n", csv_cell(s.names[j]), limits[0], limits[1], shown(integrals[j]));
 }
 
 void draw(Options const& o, Samples const& s, Spline const& spline, std::vector<double> const& sites,
@@ -118,7 +132,8 @@ void draw(Options const& o, Samples const& s, Spline const& spline, std::vector<
   // Steps want both sides of every jump; curves enough places between the data.
   auto places = even_sites(low, high, 1200);
   for (double const x : s.data.breaks)
-    for (double const v : {std::nextafter(x, -INFINITY), x, std::nextafter(x, INFINITY)}) places.push_back(v);
+    for (double const v : {std::nextafter(x, -INFINITY), x, std::nextafter(x, INFINITY)})
+      if (std::isfinite(v)) places.push_back(v);
   std::sort(places.begin(), places.end());
   auto const curve = spline.evaluate(places, 0);
   auto const marks = sites.empty() || o.at.empty() ? decltype(curve)() : spline.evaluate(sites, 0);
@@ -167,11 +182,8 @@ void run(Options const& o) {
       fmt::print(stderr, "orv fit: {} lies outside the data, {} to {}: the outer piece is extended\n", v,
                  spline.first(), spline.last());
   if (!sites.empty()) print_values(s, spline, sites, o.derivatives);
-  if (!limits.empty()) {
-    auto const integrals = spline.integrate(limits[0], limits[1]);
-    for (size_t j = 0; j < integrals.size(); ++j)
-      fmt::print("integral of {} from {} to {}: {}\n", s.names[j], limits[0], limits[1], integrals[j]);
-  }
+  if (!sites.empty() && !limits.empty()) fmt::print("\n"); // between two tables
+  if (!limits.empty()) print_integrals(s, spline, limits);
   if (!o.svg.empty()) draw(o, s, spline, sites, limits);
 }
 
@@ -195,8 +207,10 @@ Command const command("fit", "fit a spline to columns of a CSV file", [](CLI::Ap
   app.add_option("--integrate", o->integrate, "limits of an integral, such as 0,100");
   app.add_option("--svg", o->svg, "file for a picture of data and spline");
   app.add_option("--threads", o->threads, "threads to use at most; 0 is all")->check(CLI::Range(0, 1024));
+  app.add_flag("--no-header", o->no_header, "the first line is numbers; columns are named 1, 2, ...");
   app.add_flag("--skip-missing", o->skip_missing, "leave out rows with a missing cell");
-  app.footer("Values are printed as CSV. Lists that begin with a minus sign want '=': --at=-1,2.");
+  app.footer("Values and integrals are printed as CSV, with an empty line between them. Lists that begin "
+             "with a minus sign want '=': --at=-1,2.");
   return [o] { run(*o); };
 });
 

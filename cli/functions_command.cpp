@@ -12,6 +12,8 @@ namespace {
 constexpr const char* form_text(Form form) {
   switch (form) {
   case Form::unary:
+  case Form::real_to_complex:
+  case Form::complex_to_real:
     return "x -> r";
   case Form::binary:
     return "x, y -> r";

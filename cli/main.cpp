@@ -6,7 +6,13 @@
 #include <cmath>
 #include <cstdio>
 #include <fmt/format.h>
-#include <unistd.h>
+#include <new>
+#ifdef _WIN32
+#  include <fcntl.h>
+#  include <io.h>
+#else
+#  include <unistd.h>
+#endif
 
 namespace orv::cli {
 
@@ -35,8 +41,10 @@ void Progress::update(double done) {
   if (t - start_ < 1 || t - last_ < (terminal_ ? 0.2 : 10)) return;
   last_ = t;
   shown_ = true;
-  int const percent = total_ > 0 ? static_cast<int>(100 * std::min(1.0, done / total_)) : 0;
-  fmt::print(stderr, "{}{}: {} %, {:.0f} s{}", terminal_ ? "\r" : "", what_, percent, t - start_,
+  std::string const far = total_ > 0
+                              ? fmt::format("{} %", static_cast<int>(100 * std::min(1.0, done / total_)))
+                              : fmt::format("{:.1f} MB", done / 1e6);
+  fmt::print(stderr, "{}{}: {}, {:.0f} s{}", terminal_ ? "\r" : "", what_, far, t - start_,
              terminal_ ? "  " : "\n");
   std::fflush(stderr);
 }
@@ -45,19 +53,15 @@ Progress::~Progress() {
   if (shown_ && terminal_) fmt::print(stderr, "\r{:78}\r", "");
 }
 
-double parse_number(std::string const& text, std::string const& where) {
-  char* end = nullptr;
-  double const value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != 0 || std::isspace(static_cast<unsigned char>(text[0])))
-    throw Error(fmt::format("{}: '{}' is not a number", where, text));
-  return value;
-}
-
 } // namespace orv::cli
 
 int main(int argc, char** argv) {
   using namespace orv::cli;
+#ifdef _WIN32 // the same bytes on every target
+  for (int const stream : {0, 1, 2}) _setmode(stream, _O_BINARY);
+#endif
   CLI::App app{"Numerical kernels over numbers, CSV columns and random streams", "orv"};
+  app.allow_windows_style_options(false); // a path may begin with a slash
   app.require_subcommand(1);
   app.set_version_flag("--version", std::string("orv " ORV_VERSION " (" ORV_TARGET ")"));
   app.get_formatter()->column_width(34);
@@ -72,10 +76,14 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     run();
-    if (std::fflush(stdout) != 0) throw orv::Error("writing the output failed");
+    // A flush that failed before, as of a table that grows line by line, left its mark.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) throw orv::Error("writing the output failed");
     return 0;
   } catch (CLI::ParseError const& e) {
     return app.exit(e) == 0 ? 0 : 2;
+  } catch (std::bad_alloc const&) {
+    fmt::print(stderr, "orv: there is not enough memory\n");
+    return 1;
   } catch (std::exception const& e) {
     std::fflush(stdout);
     fmt::print(stderr, "orv: {}\n", e.what());

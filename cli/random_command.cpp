@@ -3,8 +3,10 @@
 #include "frontend/library.h"
 #include "orv/streams.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 #include <fmt/format.h>
 #include <limits>
 #include <memory>
@@ -18,16 +20,23 @@ struct Family {
   int32_t number;
   uint32_t members;
 };
-constexpr Family families[] = {
-    {"MCG31M1", 0x100000, 1},       {"R250", 0x200000, 1},    {"MRG32K3A", 0x300000, 1},
-    {"MCG59", 0x400000, 1},         {"WH", 0x500000, 273},    {"Sobol", 0x600000, 1},
-    {"Niederr", 0x700000, 1},       {"MT19937", 0x800000, 1}, {"MT2203", 0x900000, 6024},
-    {"SFMT19937", 0xD00000, 1},     {"TRNG", 0xE00000, 1},    {"ARS5", 0xF00000, 1},
-    {"PHILOX4X32X10", 0x1000000, 1}};
+constexpr Family families[] = {{"MCG31M1", RnqMCG31M1, 1},
+                               {"R250", RnqR250, 1},
+                               {"MRG32K3A", RnqMRG32K3A, 1},
+                               {"MCG59", RnqMCG59, 1},
+                               {"WH", RnqWH, 273},
+                               {"Sobol", RnqSobol, 1},
+                               {"Niederr", RnqNiederr, 1},
+                               {"MT19937", RnqMT19937, 1},
+                               {"MT2203", RnqMT2203, 6024},
+                               {"SFMT19937", RnqSFMT19937, 1},
+                               {"TRNG", RnqTRNG, 1},
+                               {"ARS5", RnqARS5, 1},
+                               {"PHILOX4X32X10", RnqPHILOX4X32X10, 1}};
 
 struct Options {
-  std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", out, skip, leapfrog, save, load;
-  uint64_t n = 10;
+  std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", n = "10", out, skip, leapfrog, save,
+              load;
   int dimension = 0;
   bool integer = false;
 };
@@ -173,7 +182,7 @@ void print(std::vector<char> const& block, std::size_t n, char kind, int word_si
     throw Error("standard output cannot be written to");
 }
 
-bool is_quasi(int32_t brng) { return brng == 0x600000 || brng == 0x700000; }
+bool is_quasi(int32_t brng) { return brng == RnqSobol || brng == RnqNiederr; }
 
 Stream make_stream(Options const& o, bool seed_given, bool brng_given) {
   if (!o.load.empty()) {
@@ -184,7 +193,7 @@ Stream make_stream(Options const& o, bool seed_given, bool brng_given) {
   int32_t const brng = number_of(o.brng);
   std::vector<uint32_t> seed;
   if (is_quasi(brng)) {
-    int const most = brng == 0x600000 ? 40 : 318;
+    int const most = brng == RnqSobol ? 40 : 318;
     if (seed_given) throw Error("--seed: Sobol and Niederr have none; give --dimension");
     if (o.dimension < 0 || o.dimension > most)
       throw Error(fmt::format("--dimension: {} is not from 1 to {}", o.dimension, most));
@@ -198,10 +207,10 @@ Stream make_stream(Options const& o, bool seed_given, bool brng_given) {
   return Stream(brng, seed);
 }
 
-void run(Options const& o, bool seed_given, bool brng_given) {
-  if (o.type != "d" && o.type != "s")
-    throw Error(
-        fmt::format("--type: there is no type '{}'; there are s (single) and d (double precision)", o.type));
+struct Interval {
+  double a, b;
+};
+Interval read_interval(Options const& o) {
   auto const bounds = split(o.interval, ',');
   if (bounds.size() != 2) throw Error("--interval wants two numbers, A,B");
   double const a = parse_number(bounds[0], "--interval"), b = parse_number(bounds[1], "--interval");
@@ -210,8 +219,10 @@ void run(Options const& o, bool seed_given, bool brng_given) {
   if (!(a < b)) throw Error(fmt::format("--interval: {} is not below {}", bounds[0], bounds[1]));
   if (a < -largest || b > largest || b - a > largest)
     throw Error("--interval: the interval's length must be finite in the type that is asked for");
+  return {a, b};
+}
 
-  Stream const stream = make_stream(o, seed_given, brng_given);
+void jump(Options const& o, Stream const& stream) {
   if (!o.leapfrog.empty()) {
     auto const parts = split(o.leapfrog, ',');
     if (parts.size() != 2) throw Error("--leapfrog wants two numbers: K,N for stream K (from 0) of N");
@@ -227,6 +238,30 @@ void run(Options const& o, bool seed_given, bool brng_given) {
   if (!o.skip.empty())
     expect(ORV_FUNCTION_OF(__rnqSkipAheadStream)(stream.get(), whole(o.skip, UINT64_MAX, "--skip")),
            "--skip");
+}
+
+void draw(Stream const& stream, char kind, int32_t n, char* block, Interval const& interval) {
+  auto const& row = stream.row();
+  auto const [a, b] = interval;
+  int32_t status;
+  if (kind == 'i')
+    status = row.generateInteger(stream.get(), n, block);
+  else if (kind == 'd')
+    status = row.generateDouble(stream.get(), n, reinterpret_cast<double*>(block), a, b);
+  else
+    status = row.generateSingle(stream.get(), n, reinterpret_cast<float*>(block), static_cast<float>(a),
+                                static_cast<float>(b));
+  expect(status, "drawing");
+}
+
+void run(Options const& o, bool seed_given, bool brng_given) {
+  if (o.type != "d" && o.type != "s")
+    throw Error(
+        fmt::format("--type: there is no type '{}'; there are s (single) and d (double precision)", o.type));
+  Interval const interval = read_interval(o);
+  uint64_t const count = whole(o.n, UINT64_MAX, "--n");
+  Stream const stream = make_stream(o, seed_given, brng_given);
+  jump(o, stream);
 
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
   if (!o.out.empty()) {
@@ -237,21 +272,12 @@ void run(Options const& o, bool seed_given, bool brng_given) {
   std::size_t const bytes = kind == 'd' ? 8 : kind == 's' ? 4 : stream.row().wordSize;
   constexpr uint64_t block_size = 1 << 16;
   std::vector<char> block(block_size * bytes);
-  Progress progress("drawing", static_cast<double>(o.n));
-  for (uint64_t done = 0; done < o.n;) {
-    uint64_t const part = std::min(block_size, o.n - done);
-    auto const n = static_cast<int32_t>(part);
-    auto const& row = stream.row();
-    if (kind == 'i')
-      expect(row.generateInteger(stream.get(), n, block.data()), "drawing");
-    else if (kind == 'd')
-      expect(row.generateDouble(stream.get(), n, reinterpret_cast<double*>(block.data()), a, b), "drawing");
-    else
-      expect(row.generateSingle(stream.get(), n, reinterpret_cast<float*>(block.data()),
-                                static_cast<float>(a), static_cast<float>(b)),
-             "drawing");
+  Progress progress("drawing", static_cast<double>(count));
+  for (uint64_t done = 0; done < count;) {
+    uint64_t const part = std::min(block_size, count - done);
+    draw(stream, kind, static_cast<int32_t>(part), block.data(), interval);
     if (!file)
-      print(block, part, kind, row.wordSize);
+      print(block, part, kind, stream.row().wordSize);
     else if (std::fwrite(block.data(), bytes, part, file.get()) != part)
       throw Error("writing to " + o.out + " failed");
     done += part;

@@ -4,7 +4,10 @@
 #include "cli/csv.h"
 #include "frontend/summary.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <fmt/format.h>
+#include <iterator>
 #include <memory>
 
 namespace orv::cli {
@@ -13,14 +16,14 @@ namespace {
 struct Options {
   std::string file, method = "one-pass", weights;
   std::vector<std::string> columns;
-  bool covariance = false, correlation = false, skip_missing = false, csv = false;
+  bool covariance = false, correlation = false, skip_missing = false, csv = false, no_header = false;
   int block = 16384, threads = 0;
 };
 
 // Reads the file in blocks of complete rows.
 class Blocks {
  public:
-  Blocks(Options const& o) : options_(o), reader_(o.file) {
+  Blocks(Options const& o) : options_(o), reader_(o.file, !o.no_header) {
     int const weight = o.weights.empty() ? -1 : reader_.column(o.weights);
     if (o.columns.empty()) {
       for (int k = 0; k < static_cast<int>(reader_.columns().size()); ++k)
@@ -51,10 +54,11 @@ class Blocks {
       }
       ++count_;
     }
-    progress.update(reader_.fraction_read());
+    progress.update(reader_.bytes_read());
     return count_ > 0;
   }
 
+  double size() const { return reader_.size(); } // bytes; 0 where it isn't known
   int columns() const { return static_cast<int>(columns_); }
   std::string const& name(int j) const {
     return reader_.columns()[static_cast<std::size_t>(wanted_[static_cast<std::size_t>(j)])];
@@ -98,7 +102,7 @@ struct Pass {
 };
 Pass go_over(Options const& o, Summary::Options options, const char* what) {
   Blocks blocks(o);
-  Progress progress(what, 1);
+  Progress progress(what, blocks.size());
   options.threads = o.threads;
   Pass pass{std::make_unique<Summary>(blocks.columns(), std::move(options)), {}};
   while (blocks.next(progress)) pass.summary->add(blocks.values(), blocks.count(), blocks.weights());
@@ -107,37 +111,42 @@ Pass go_over(Options const& o, Summary::Options options, const char* what) {
   return pass;
 }
 
-void print_table(Options const& o, std::vector<std::vector<std::string>> const& lines) {
-  std::vector<std::size_t> widths(lines[0].size(), 0);
-  for (auto const& line : lines)
-    for (std::size_t k = 0; k < line.size(); ++k) widths[k] = std::max(widths[k], line[k].size());
-  for (auto const& line : lines) {
-    for (std::size_t k = 0; k < line.size(); ++k) {
-      if (o.csv)
-        fmt::print("{}{}", k ? "," : "", line[k]);
-      else if (k == 0)
-        fmt::print("{:<{}}", line[k], widths[k]);
-      else
-        fmt::print("  {:>{}}", line[k], widths[k]);
-    }
-    fmt::print("\n");
-  }
+std::string number(Options const& o, double x) {
+  return o.csv ? fmt::format("{}", shown(x)) : fmt::format("{:.10g}", shown(x));
 }
 
-std::string number(Options const& o, double x) {
-  return o.csv ? fmt::format("{}", x) : fmt::format("{:.10g}", x);
+// A table of `rows` by `columns` cells that are made when they are needed: twice, for their widths and for the
+// output, as a matrix of all its texts may be larger than memory.
+template <class Cell>
+void print_table(Options const& o, std::size_t rows, std::size_t columns, Cell cell) {
+  std::vector<std::size_t> widths(columns, 0);
+  for (std::size_t i = 0; i < rows && !o.csv; ++i)
+    for (std::size_t j = 0; j < columns; ++j) widths[j] = std::max(widths[j], cell(i, j).size());
+  fmt::memory_buffer line;
+  auto const out = std::back_inserter(line);
+  for (std::size_t i = 0; i < rows; ++i) {
+    line.clear();
+    for (std::size_t j = 0; j < columns; ++j) {
+      if (o.csv)
+        fmt::format_to(out, "{}{}", j ? "," : "", csv_cell(cell(i, j)));
+      else if (j == 0)
+        fmt::format_to(out, "{:<{}}", cell(i, j), widths[j]);
+      else
+        fmt::format_to(out, "  {:>{}}", cell(i, j), widths[j]);
+    }
+    line.push_back('\n');
+    if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size())
+      throw Error("writing the output failed");
+  }
 }
 
 template <class Value>
 void print_matrix(Options const& o, std::vector<std::string> const& names, const char* title, Value value) {
   fmt::print("\n");
-  std::vector<std::vector<std::string>> lines(1, {title});
-  lines[0].insert(lines[0].end(), names.begin(), names.end());
-  for (int i = 0; i < static_cast<int>(names.size()); ++i) {
-    lines.push_back({names[static_cast<std::size_t>(i)]});
-    for (int j = 0; j < static_cast<int>(names.size()); ++j) lines.back().push_back(number(o, value(i, j)));
-  }
-  print_table(o, lines);
+  print_table(o, names.size() + 1, names.size() + 1, [&](std::size_t i, std::size_t j) {
+    if (i == 0 || j == 0) return i + j == 0 ? std::string(title) : names[i + j - 1];
+    return number(o, value(static_cast<int>(i - 1), static_cast<int>(j - 1)));
+  });
 }
 
 void run(Options const& o) {
@@ -161,7 +170,7 @@ void run(Options const& o) {
     lines.push_back({pass.names[static_cast<std::size_t>(j)], fmt::format("{}", s.count()),
                      number(o, s.mean(j)), number(o, s.deviation(j)), number(o, s.skewness(j)),
                      number(o, s.kurtosis(j)), number(o, s.minimum(j)), number(o, s.maximum(j))});
-  print_table(o, lines);
+  print_table(o, lines.size(), lines[0].size(), [&](std::size_t i, std::size_t j) { return lines[i][j]; });
   if (o.covariance)
     print_matrix(o, pass.names, "covariance", [&](int i, int j) { return s.covariance(i, j); });
   if (o.correlation)
@@ -184,8 +193,12 @@ Command const
           ->check(CLI::Range(0, 1024));
       app.add_flag("--cov", o->covariance, "print the covariance matrix");
       app.add_flag("--cor", o->correlation, "print the correlation matrix");
+      app.add_flag("--no-header", o->no_header, "the first line is numbers; columns are named 1, 2, ...");
       app.add_flag("--skip-missing", o->skip_missing, "leave rows with a missing cell out");
       app.add_flag("--csv", o->csv, "print CSV with all digits");
+      app.footer(
+          "sd has n - 1 below the line. skewness is the third central moment over sd^3, kurtosis the fourth\n"
+          "over sd^4, less 3.");
       return [o] { run(*o); };
     });
 

@@ -11,7 +11,7 @@ function(orv_export_list target)
     # Tables, which are not called: else their names in a program would lead to jumps.
     list(TRANSFORM names APPEND " DATA" REGEX "_[ct]tab$|^__RegBrngs")
     list(JOIN names "\n" body)
-    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${target}.def CONTENT "EXPORTS\n${body}\n")
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/${target}.def CONTENT "LIBRARY \"${target}.${PROJECT_VERSION_MAJOR}.dll\"\nEXPORTS\n${body}\n")
     target_sources(${target} PRIVATE ${PROJECT_BINARY_DIR}/${target}.def)
   else()
     list(JOIN names ";\n" body)

@@ -17,6 +17,7 @@ endif()
 # integer constants of vectors anew in every turn of a loop (move, insert, broadcast): it loads them.
 add_library(orv_kernel_flags INTERFACE)
 target_link_libraries(orv_kernel_flags INTERFACE orv_flags)
+target_compile_definitions(orv_kernel_flags INTERFACE ORV_INSIDE)
 target_compile_options(orv_kernel_flags INTERFACE -mavx2 -mfma -frounding-math -fsignaling-nans
   $<$<CXX_COMPILER_ID:GNU>:-mtune-ctrl=^inter_unit_moves_to_vec>
   $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique -fno-exceptions -fno-rtti -fno-threadsafe-statics>)

@@ -9,6 +9,16 @@ if(TARGET orv)
   install(TARGETS orv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/orv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN data EXCLUDE)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+if(WIN32) # for other compilers' import libraries
+  install(FILES ${PROJECT_BINARY_DIR}/orv_elw_avx2.def ${PROJECT_BINARY_DIR}/orv_core.def
+    DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  set(ORV_PC_LIBRARY -lorv_elw_avx2.2)
+else()
+  set(ORV_PC_LIBRARY -l:liborv_elw_avx2.so.2)
+endif()
 install(EXPORT orv NAMESPACE orv:: FILE orvTargets.cmake DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/orv)
 file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/orvConfig.cmake
   CONTENT "include(\"\${CMAKE_CURRENT_LIST_DIR}/orvTargets.cmake\")\n" @ONLY)

@@ -25,7 +25,10 @@ elseif(NOT ORV_SANITIZE) # a sanitizer's runtime stays undefined in a library
   target_link_options(orv_elw_avx2 PRIVATE -Wl,-z,defs)
 endif()
 
+orv_version_resource(orv_elw_avx2 "Numerical kernels for processors with AVX2 and FMA")
+
 # The same objects with everything visible, for tests of the inside.
 add_library(orv_elw_inside INTERFACE)
 target_sources(orv_elw_inside INTERFACE ${ORV_KERNEL_OBJECTS})
 target_link_libraries(orv_elw_inside INTERFACE orv_flags ${CMAKE_DL_LIBS})
+target_compile_definitions(orv_elw_inside INTERFACE ORV_INSIDE)

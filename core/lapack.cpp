@@ -1,7 +1,8 @@
 // Cholesky, triangular inverses and symmetric eigenproblems, in place in the caller's arrays: nothing is
 // allocated. Eigenproblems: Householder reduction to tridiagonal form, then QL with implicit shifts
 // (Martin, Reinsch and Wilkinson 1968; Dubrulle, Martin and Wilkinson 1968), over a matrix scaled by a
-// power of two to elements of at most 1.
+// power of two to elements of at most 1. What is left of it on the way may be far smaller: wherever lengths are
+// formed, small elements are scaled before they are squared.
 #include "core/export.h"
 #include "core/flags.h"
 #include "core/simd.h"
@@ -114,39 +115,105 @@ struct Symmetric {
   }
 };
 
-// Scales the triangle so that its largest element is below 1; returns what multiplies eigenvalues back.
+template <class T>
+using BitsOf = std::conditional_t<sizeof(T) == 8, uint64_t, uint32_t>;
+template <class T>
+constexpr int fraction = std::numeric_limits<T>::digits - 1;
+template <class T>
+constexpr int bias = std::numeric_limits<T>::max_exponent - 1;
+
+// 2^e in the normal range.
+template <class T>
+constexpr T power_of_two(int e) {
+  return std::bit_cast<T>(static_cast<BitsOf<T>>(bias<T> + e) << fraction<T>);
+}
+// The e that brings x, which is finite, to [1/2, 1) when it is multiplied by 2^-e, as far as 2^-e and 2^e are
+// normal numbers.
+template <class T>
+int size_of(T x) {
+  int const exponent = static_cast<int>(std::bit_cast<BitsOf<T>>(x) >> fraction<T>) - bias<T>;
+  return std::clamp(exponent + 1, 2 - bias<T>, bias<T> - 2);
+}
+// Below this, digits of a square are lost.
+template <class T>
+constexpr T small_to_square = power_of_two<T>((fraction<T> - bias<T>) / 2 + 1);
+
+// Scales the triangle so that its largest element is below 1; returns what multiplies eigenvalues back, or 0 if
+// not all elements are finite.
 template <class T>
 T normalize(Symmetric<T> const& s) {
-  using Bits = std::conditional_t<sizeof(T) == 8, uint64_t, uint32_t>;
-  constexpr int fraction = std::numeric_limits<T>::digits - 1,
-                bias = std::numeric_limits<T>::max_exponent - 1;
   T largest = 0;
   for (ptrdiff_t j = 0; j < s.n; ++j)
-    for (ptrdiff_t i = j; i < s.n; ++i) largest = std::max(largest, magnitude(s.at(i, j)));
-  int exponent = static_cast<int>(std::bit_cast<Bits>(largest) >> fraction) - bias;
-  if (exponent > bias) return 1; // an infinity or a NaN stays one
-  exponent = std::clamp(exponent + 1, 2 - bias, bias - 2);
-  T const down = std::bit_cast<T>(static_cast<Bits>(bias - exponent) << fraction);
+    for (ptrdiff_t i = j; i < s.n; ++i) {
+      T const x = magnitude(s.at(i, j));
+      if (!(x <= std::numeric_limits<T>::max())) return 0;
+      largest = std::max(largest, x);
+    }
+  int const e = size_of(largest);
+  T const down = power_of_two<T>(-e);
   for (ptrdiff_t j = 0; j < s.n; ++j)
     for (ptrdiff_t i = j; i < s.n; ++i) s.at(i, j) *= down;
-  return std::bit_cast<T>(static_cast<Bits>(bias + exponent) << fraction);
+  return power_of_two<T>(e);
 }
+
+// The length of column k below its diagonal, 0 if its first element is all of it, or if all of it is nothing
+// beside elements of 1.
+template <class T>
+T column_length(Symmetric<T> const& s, ptrdiff_t k) {
+  T largest = 0, rest = 0;
+  for (ptrdiff_t i = k + 2; i < s.n; ++i) largest = std::max(largest, magnitude(s.at(i, k)));
+  if (largest == 0) return 0;
+  T first = s.at(k + 1, k);
+  largest = std::max(largest, magnitude(first));
+  T up = 1, down = 1;
+  if (largest < small_to_square<T>) {
+    int const e = size_of(largest);
+    up = power_of_two<T>(-e), down = power_of_two<T>(e);
+  }
+  for (ptrdiff_t i = k + 2; i < s.n; ++i) {
+    T const x = s.at(i, k) * up;
+    rest = fused(x, x, rest);
+  }
+  first *= up;
+  T const length = root(fused(first, first, rest)) * down;
+  return length < std::numeric_limits<T>::min() ? 0 : length; // a denormal one has lost its digits
+}
+
+// The rotation that turns (f, g) to (0, length).
+template <class T>
+struct Rotation {
+  T sine, cosine, length;
+  Rotation(T f, T g) {
+    T const largest = std::max(magnitude(f), magnitude(g));
+    if (largest >= small_to_square<T> || largest == 0) {
+      length = root(fused(f, f, g * g));
+      sine = f / length;
+      cosine = g / length;
+      return;
+    }
+    int const e = size_of(largest);
+    T const up = power_of_two<T>(-e);
+    f *= up, g *= up;
+    T const scaled = root(fused(f, f, g * g));
+    sine = f / scaled;
+    cosine = g / scaled;
+    length = scaled * power_of_two<T>(e);
+  }
+};
 
 // Reflections I - tau v v' with v's first element 1 and the rest in the column below the subdiagonal.
 template <class T>
 void tridiagonalize(Symmetric<T> const& s, T* d, T* e, T* tau, T* w) {
   ptrdiff_t const n = s.n;
   for (ptrdiff_t k = 0; k + 1 < n; ++k) {
-    T below = 0;
-    for (ptrdiff_t i = k + 2; i < n; ++i) below = fused(s.at(i, k), s.at(i, k), below);
-    T const first = s.at(k + 1, k);
+    T const norm = column_length(s, k), first = s.at(k + 1, k);
     d[k] = s.at(k, k);
-    if (below == 0) {
+    if (norm == 0) {
       e[k] = first;
       tau[k] = 0;
       continue;
     }
-    T const norm = root(fused(first, first, below)), beta = first > 0 ? -norm : norm;
+    T const beta = first > 0 ? -norm : norm;
     tau[k] = (beta - first) / beta;
     for (ptrdiff_t i = k + 2; i < n; ++i) s.at(i, k) /= first - beta;
     e[k] = beta;
@@ -198,17 +265,41 @@ void form_vectors(ptrdiff_t n, T* a, ptrdiff_t ld, T const* tau) {
   }
 }
 
+// Turns rows and columns l to m of the tridiagonal matrix round, and the columns of z.
+template <class T>
+void reverse(ptrdiff_t l, ptrdiff_t m, T* d, T* e, ptrdiff_t n, T* z, ptrdiff_t ldz) {
+  std::reverse(d + l, d + m + 1);
+  std::reverse(e + l, e + m);
+  if (!z) return;
+  for (; l < m; ++l, --m) std::swap_ranges(z + l * ldz, z + l * ldz + n, z + m * ldz);
+}
+
 // Eigenvalues of the tridiagonal matrix to d, rising; rotates the columns of z along if there is one.
 // Returns how many were not found.
 template <class T>
 int ql(ptrdiff_t n, T* d, T* e, T* z, ptrdiff_t ldz) {
-  constexpr T unit = std::numeric_limits<T>::epsilon() / 2;
-  ptrdiff_t steps = 30 * n;
+  constexpr T unit = std::numeric_limits<T>::epsilon() / 2, least = std::numeric_limits<T>::min();
+  constexpr int patience = 10;        // a value takes two or three steps
+  ptrdiff_t steps = 30 * n, end = -1; // of the block that is being worked on
+  T negligible = least;
   for (ptrdiff_t l = 0; l < n; ++l) {
-    for (;;) {
+    if (l > end) negligible = least;
+    for (int tries = 1;; ++tries) {
       ptrdiff_t m = l;
-      while (m + 1 < n && !(magnitude(e[m]) <= unit * (magnitude(d[m]) + magnitude(d[m + 1])))) ++m;
+      while (m + 1 < n &&
+             !(magnitude(e[m]) <= fused(unit, magnitude(d[m]) + magnitude(d[m + 1]), negligible)))
+        ++m;
       if (m == l) break;
+      if (l > end) { // a new block: it converges if it grows towards its end
+        end = m;
+        if (magnitude(d[m]) < magnitude(d[l])) reverse(l, m, d, e, n, z, ldz);
+      }
+      if (tries == patience) {
+        // The shift doesn't get through elements that are tiny beside the block: they go.
+        for (ptrdiff_t i = l; i <= m; ++i)
+          negligible = std::max(negligible, unit * std::max(magnitude(d[i]), i < m ? magnitude(e[i]) : T(0)));
+        continue;
+      }
       if (steps-- == 0) return static_cast<int>(n - l);
       // Wilkinson's shift, then a rotation at a time from the far end.
       T const q = (d[l + 1] - d[l]) / (2 * e[l]), hypotenuse = root(fused(q, q, T(1)));
@@ -216,11 +307,12 @@ int ql(ptrdiff_t n, T* d, T* e, T* z, ptrdiff_t ldz) {
       T sine = 1, cosine = 1, shift = 0;
       ptrdiff_t i = m - 1;
       for (; i >= l; --i) {
-        T const f = sine * e[i], b = cosine * e[i], r = root(fused(f, f, g * g));
-        e[i + 1] = r;
-        if (r == 0) break;
-        sine = f / r;
-        cosine = g / r;
+        T const b = cosine * e[i];
+        Rotation<T> const turn(sine * e[i], g);
+        e[i + 1] = turn.length;
+        if (turn.length == 0) break;
+        sine = turn.sine;
+        cosine = turn.cosine;
         T const inner = d[i + 1] - shift, mixed = fused(d[i] - inner, sine, 2 * cosine * b);
         shift = sine * mixed;
         d[i + 1] = inner + shift;
@@ -253,12 +345,20 @@ int ql(ptrdiff_t n, T* d, T* e, T* z, ptrdiff_t ldz) {
   return 0;
 }
 
+// All n eigenvalues are missing: they are NaN.
+template <class T>
+int nothing_found(ptrdiff_t n, T* w) {
+  std::fill_n(w, n, std::numeric_limits<T>::quiet_NaN());
+  return static_cast<int>(n);
+}
+
 // `work` holds 3n - 1 elements.
 template <class T>
 int eigen(Symmetric<T> const& s, bool vectors, T* w, T* work) {
   ptrdiff_t const n = s.n;
   T *e = work, *scratch = work + n, *tau = work + 2 * n;
   T const back = normalize(s);
+  if (back == 0) return nothing_found(n, w);
   tridiagonalize(s, w, e, tau, scratch);
   if (vectors) form_vectors(n, s.a, s.ld, tau);
   e[n - 1] = 0;
@@ -317,6 +417,7 @@ int spevd(char job, char u, int n, T* ap, T* w, T* z, int ldz, T* work, int lwor
     } else {
       // 2n elements are all there is: the reflections' factors aren't wanted, so they share the scratch.
       T const back = normalize(packed);
+      if (back == 0) return nothing_found(n, w);
       tridiagonalize(packed, w, work, work + n, work + n);
       work[n - 1] = 0;
       missing = ql<T>(n, w, work, nullptr, 0);

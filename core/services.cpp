@@ -7,7 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <thread>
+#ifdef _WIN32
+#  define WIN32_LEAN_AND_MEAN
+#  include <windows.h>
+#endif
 
 ORV_CORE_EXPORT void orv_serv_lock(int32_t* word) {
   std::atomic_ref<int32_t> lock(*word);
@@ -23,9 +29,20 @@ ORV_CORE_EXPORT void orv_serv_unlock(int32_t* word) {
   std::atomic_ref<int32_t>(*word).store(0, std::memory_order_release);
 }
 
+// On Windows the system's environment: the C runtime has a copy of its own, which what a program sets later
+// doesn't reach.
 ORV_CORE_EXPORT int orv_serv_getenv(const char* name, char* buffer, int capacity) {
-  const char* value = std::getenv(name);
-  if (!value || capacity < 1) return -1;
+  if (capacity < 1) return -1;
+#ifdef _WIN32
+  DWORD const room = GetEnvironmentVariableA(name, nullptr, 0);
+  if (room == 0) return -1;
+  std::unique_ptr<char[]> const text(new (std::nothrow) char[room]);
+  if (!text || GetEnvironmentVariableA(name, text.get(), room) >= room) return -1;
+  const char* const value = text.get();
+#else
+  const char* const value = std::getenv(name);
+  if (!value) return -1;
+#endif
   size_t length = std::strlen(value);
   if (length > static_cast<size_t>(capacity) - 1) length = static_cast<size_t>(capacity) - 1;
   std::memcpy(buffer, value, length);

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 #ifdef _WIN32
+#  define WIN32_LEAN_AND_MEAN
 #  include <windows.h>
 #endif
 
@@ -58,10 +59,20 @@ class Pool {
     done_.wait(lock, [this] { return busy_ == 0; });
   }
 
+  // Stops once no call runs; false if there were no threads.
+  bool stop_when_idle() {
+    std::lock_guard<std::mutex> use(in_use_);
+    if (idle()) return false;
+    stop();
+    return true;
+  }
+  bool idle() const { return workers_.empty(); }
+
   static void serial(int chunks, void* context, Callback callback) {
     for (int c = 0; c < chunks; ++c) callback(c, 0, 0, context);
   }
 
+  // Ends the threads; the next call starts new ones. Nobody uses the pool, or the process ends.
   void stop() {
     {
       std::lock_guard<std::mutex> lock(state_);
@@ -70,10 +81,17 @@ class Pool {
     wake_.notify_all();
     for (auto& worker : workers_) worker.join();
     workers_.clear();
+    stopping_ = false;
   }
 
  private:
   void grow(int wanted) {
+#ifdef _WIN32 // threads can't be waited for while a module detaches: they hold a reference to theirs
+    HMODULE self;
+    if (idle() && wanted > 0)
+      GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                         reinterpret_cast<const wchar_t*>(&orv_rnq_serv_threader_for), &self);
+#endif
     while (static_cast<int>(workers_.size()) < wanted) {
       try {
         workers_.emplace_back([this, seen = generation_.load()] { loop(seen); });
@@ -119,28 +137,36 @@ class Pool {
 };
 
 // Not a static object: threads that still sleep when a process ends must find it whole.
-Pool* the_pool() {
-  static Pool* pool = [] {
+std::atomic<Pool*> pool_made{nullptr};
+
 #ifdef _WIN32
-    // Threads can't be waited for while a module detaches, so a module that has started some stays.
-    HMODULE self;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-                       reinterpret_cast<const char*>(&orv_rnq_serv_threader_for), &self);
-#else
-    // Unloading the library takes its code from under the threads: they end first.
+// The last thing that runs here for a library that was unloaded, outside the hook, where threads can end.
+DWORD WINAPI release(void* module) {
+  Pool* const pool = pool_made.load(std::memory_order_acquire);
+  if (pool && pool->stop_when_idle()) FreeLibrary(static_cast<HMODULE>(module)); // the threads' reference
+  FreeLibraryAndExitThread(static_cast<HMODULE>(module), 0);
+}
+#endif
+
+Pool* the_pool() {
+  static std::mutex making;
+  if (Pool* const pool = pool_made.load(std::memory_order_acquire)) return pool;
+  std::lock_guard<std::mutex> lock(making);
+  if (!pool_made.load(std::memory_order_relaxed)) {
+    Pool* const pool = new (std::nothrow) Pool;
     static struct Stop {
-      Pool* pool = nullptr;
       ~Stop() {
-        if (pool) pool->stop();
-        delete pool;
+        Pool* const last = pool_made.exchange(nullptr);
+        if (!last) return;
+#ifndef _WIN32 // unloading the library takes its code from under the threads: they end first
+        last->stop();
+#endif
+        if (last->idle()) delete last;
       }
     } stop;
-    stop.pool = new (std::nothrow) Pool;
-    return stop.pool;
-#endif
-    return new (std::nothrow) Pool;
-  }();
-  return pool;
+    pool_made.store(pool, std::memory_order_release);
+  }
+  return pool_made.load(std::memory_order_relaxed);
 }
 
 } // namespace
@@ -148,7 +174,8 @@ Pool* the_pool() {
 ORV_CORE_EXPORT int orv_rnq_serv_threader_get_num_threads_limit(void) {
   static int const processors = static_cast<int>(std::thread::hardware_concurrency()); // asks the system
   int limit = 0;
-  if (const char* wish = std::getenv("ORV_NUM_THREADS")) limit = std::atoi(wish);
+  char wish[16];
+  if (orv_serv_getenv("ORV_NUM_THREADS", wish, sizeof wish) > 0) limit = std::atoi(wish);
   if (limit < 1) limit = processors;
   return std::clamp(limit, 1, max_threads);
 }
@@ -161,6 +188,12 @@ ORV_CORE_EXPORT void orv_rnq_serv_threader_for(int chunks, int, void* context, C
   else
     Pool::serial(chunks, context, callback);
 }
+
+#ifdef _WIN32
+ORV_CORE_EXPORT void orv_serv_release(void* module) {
+  if (HANDLE const thread = CreateThread(nullptr, 0, release, module, 0, nullptr)) CloseHandle(thread);
+}
+#endif
 
 ORV_CORE_EXPORT void* orv_serv_load_thread_fun(const char* name) {
   if (!name) return nullptr;

@@ -1,5 +1,6 @@
 // Bessel's cubic: the slope at a break is that of the parabola through the break and its neighbours.
 #include "fitting/construct_local.h"
+#include "fitting/construct_scale.h"
 
 namespace orv::fitting {
 namespace {
@@ -30,4 +31,4 @@ int32_t bessel(DFTask const& task, int64_t, DFThreader const* threader) {
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFBesselCubicSpline, orv::fitting::bessel)
+ORV_SCALED_CONSTRUCTION(DFBesselCubicSpline, orv::fitting::bessel, 4, 0)

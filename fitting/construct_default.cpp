@@ -1,5 +1,5 @@
 // The cubic with given second derivatives at the inner breaks.
-#include "fitting/construct.h"
+#include "fitting/construct_scale.h"
 #include "frame/export.h"
 
 namespace orv::fitting {
@@ -103,4 +103,4 @@ int32_t from_second_derivatives(DFTask const& task, int64_t, DFThreader const*) 
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFDefaultCubicSpline, orv::fitting::from_second_derivatives)
+ORV_SCALED_CONSTRUCTION(DFDefaultCubicSpline, orv::fitting::from_second_derivatives, 4, -2)

@@ -1,5 +1,6 @@
 // Hermite's cubic: the slopes at the inner breaks are given.
 #include "fitting/construct_local.h"
+#include "fitting/construct_scale.h"
 
 namespace orv::fitting {
 namespace {
@@ -37,4 +38,4 @@ int32_t hermite(DFTask const& task, int64_t, DFThreader const* threader) {
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFHermiteCubicSpline, orv::fitting::hermite)
+ORV_SCALED_CONSTRUCTION(DFHermiteCubicSpline, orv::fitting::hermite, 4, -1)

@@ -1,5 +1,5 @@
 // The broken line: two coefficients a cell.
-#include "fitting/construct.h"
+#include "fitting/construct_scale.h"
 #include "frame/export.h"
 
 namespace orv::fitting {
@@ -52,4 +52,4 @@ int32_t linear(DFTask const& task, int64_t method, DFThreader const* threader) {
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFLinearSpline, orv::fitting::linear)
+ORV_SCALED_CONSTRUCTION(DFLinearSpline, orv::fitting::linear, 2, 0)

@@ -78,8 +78,13 @@ T end_slope(CellsT const& cells, Values<T> y, End end, ptrdiff_t e, ptrdiff_t e2
       T const h2 = cells.template width<T>(e2), slope2 = cell_slope(cells, y, e2);
       ptrdiff_t const low = std::min(e, e2);
       T const both = cells.x[low + 2] - cells.x[low];
-      T const sum = fma(fma(T(2), both, h) * h2, slope, h * h * slope2);
-      return fma(-both, next, sum / both) / h2;
+      // Widths count by their ratios only; extreme ones are scaled where they are squared.
+      constexpr bool wide = std::is_same_v<T, double>;
+      constexpr T far = wide ? T(0x1p500) : T(0x1p60), down = wide ? T(0x1p-700) : T(0x1p-90);
+      T const s = both > far ? down : both < 1 / far ? 1 / down : T(1);
+      T const w = both * s, u = h * s, u2 = h2 * s;
+      T const sum = fma(fma(T(2), w, u) * u2, slope, u * u * slope2);
+      return fma(-w, next, sum / w) / u2;
     }
   case End::First:
     return given;

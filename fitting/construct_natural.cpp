@@ -2,7 +2,7 @@
 // The matrix depends on the partition only and is factored once for all functions. A periodic spline splits
 // its cyclic matrix into a tridiagonal one and a term of rank one (Sherman and Morrison). On an even
 // partition the matrix is that of unit cells.
-#include "fitting/construct.h"
+#include "fitting/construct_scale.h"
 #include "frame/export.h"
 #include "frame/linalg.h"
 
@@ -267,4 +267,4 @@ int32_t natural(DFTask const& task, int64_t method, DFThreader const* threader) 
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFNaturalCubicSpline, orv::fitting::natural)
+ORV_SCALED_CONSTRUCTION(DFNaturalCubicSpline, orv::fitting::natural, 4, 0)

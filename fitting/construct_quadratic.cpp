@@ -2,7 +2,7 @@
 // the recurrence of the middle values. Type 1: a piece for each break, with knots between the breaks (Yu. N.
 // Subbotin, 1967); the unknowns are the values at the knots, and equating the slopes on both sides of each
 // knot gives a tridiagonal system that is diagonally dominant by columns.
-#include "fitting/construct.h"
+#include "fitting/construct_scale.h"
 #include "fitting/pieces.h"
 #include "frame/export.h"
 #include "frame/linalg.h"
@@ -75,12 +75,16 @@ void end_piece(T* out, T d0, End end, T given, T y, T v) {
 }
 
 template <class T>
-int32_t from_knots(Partition<T> const& partition, T const* t, Values<T> y, Ends ends, T const* bound, T* room,
-                   T* out) {
+int32_t from_knots(Partition<T> const& partition, T const* t, bool halved, Values<T> y, Ends ends,
+                   T const* bound, T* room, T* out) {
   ptrdiff_t const n = partition.n;
   T *lower = room, *diagonal = room + n, *upper = room + 2 * n, *v = room + 3 * n;
+  // Between neighbouring reals a knot in the middle rounds to one of the breaks; its distances don't.
   auto distance = [&](ptrdiff_t knot, ptrdiff_t piece) {
-    return t[knot] - partition.at(static_cast<int32_t>(piece));
+    T const x = partition.at(static_cast<int32_t>(piece)), d = t[knot] - x;
+    if (!halved || knot == 0 || knot == n) return d;
+    T const other = partition.at(static_cast<int32_t>(knot == piece ? piece - 1 : piece + 1));
+    return d == 0 || t[knot] == other ? T(0.5) * (other - x) : d;
   };
   for (ptrdiff_t k = 1; k < n; ++k) {
     T const before = distance(k, k - 1), after = distance(k, k);
@@ -129,8 +133,8 @@ int32_t knots_between(DFTask const& task) {
   for (int32_t k = 1; k < partition.n; ++k) t[k] = knots.at(k);
   for (int32_t j = 0; j < function_count(task); ++j)
     if (int32_t const status =
-            from_knots(partition, t, values_of<T>(task, j), ends, static_cast<T const*>(task.boundCond),
-                       scratch.get(), coefficients_of<T>(task, j)))
+            from_knots(partition, t, !task.innerCond, values_of<T>(task, j), ends,
+                       static_cast<T const*>(task.boundCond), scratch.get(), coefficients_of<T>(task, j)))
       return status;
   return DFStatusOk;
 }
@@ -146,4 +150,4 @@ int32_t quadratic(DFTask const& task, int64_t, DFThreader const*) {
 } // namespace
 } // namespace orv::fitting
 
-ORV_CONSTRUCTION(DFQuadraticSpline, orv::fitting::quadratic)
+ORV_SCALED_CONSTRUCTION(DFQuadraticSpline, orv::fitting::quadratic, 3, 1)

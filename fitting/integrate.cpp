@@ -168,6 +168,10 @@ class Integration {
         for (int32_t j = 0; j < function_count(task); ++j)
           with_function(j, [&](auto const& function) {
             for (int32_t i = 0; i < count; ++i) {
+              if (a[i] == b[i]) { // whatever the antiderivative is there
+                results[(at + i) * by_pair + j * by_function] = 0;
+                continue;
+              }
               bool const swapped = b[i] < a[i];
               T const sum = swapped ? -function.integral(b[i], cells_b[i], a[i], cells_a[i])
                                     : function.integral(a[i], cells_a[i], b[i], cells_b[i]);
@@ -219,7 +223,7 @@ class Integration {
         int32_t const status = callback(&one, &low_cell, &low, &high_cell, &high, row, parameter, nullptr);
         if (status < 0) return status;
         for (int64_t j = 0; j < task.functionCount; ++j) out[j * by_function] += row[j];
-      } else {
+      } else if (low != high) {
         for (int32_t j = 0; j < function_count(task); ++j)
           with_function(j, [&](auto const& function) {
             out[j * by_function] +=

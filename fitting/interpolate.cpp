@@ -481,7 +481,7 @@ int32_t interpolate(DFTask const* task, int64_t type, int64_t site_count, T cons
   if (!task) return DFStatusNullTask;
   Kind const kind = kind_of(*task, callbacks.all());
   if (kind == Kind::Unknown) return DFStatusBadType;
-  bool const cells_in = type == 4;
+  bool const cells_in = type == 4, cells_out = (type & 2) != 0;
   int32_t const method = cells_in ? no_search : choose_method(*task, site_hint, data_hint, search != nullptr);
   if (method < 0) return method;
   if (!is_result_layout(layout)) return DFStatusBadResultHint;
@@ -490,8 +490,8 @@ int32_t interpolate(DFTask const* task, int64_t type, int64_t site_count, T cons
 
   Partition<T> const partition(*task);
   Request const request(flags, flag_count, task->wideIndices != 0);
-  if (site_count == 1 && kind <= Kind::Cubic && task->functionCount == 1 && (type & 4) == 0 && !search &&
-      !callbacks.any()) {
+  if (site_count == 1 && kind <= Kind::Cubic && task->functionCount == 1 && !cells_in && !cells_out &&
+      !search && !callbacks.any()) {
     interpolate_one(*task, partition, kind, *sites, request, results);
     return DFStatusOk;
   }
@@ -507,7 +507,7 @@ int32_t interpolate(DFTask const* task, int64_t type, int64_t site_count, T cons
                               search_constants(*task, method, data_hint, search, search_parameter),
                               cells,
                               cells_in,
-                              (type & 4) != 0,
+                              cells_out,
                               wide_cells(*task, method),
                               results,
                               layout,

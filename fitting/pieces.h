@@ -38,7 +38,7 @@ class Knots {
         step_(given_ && even_ && partition.n > 2 ? (given_[1] - given_[0]) / static_cast<T>(partition.n - 2)
                                                  : T(0)) {}
   T at(int32_t k) const {
-    if (!given_) return T(0.5) * (partition_.at(k - 1) + partition_.at(k));
+    if (!given_) return middle(partition_.at(k - 1), partition_.at(k));
     return even_ ? fma(static_cast<T>(k - 1), step_, given_[0]) : given_[k];
   }
   // Whether given knots fit the ends of the partition.
@@ -49,6 +49,12 @@ class Knots {
   }
 
  private:
+  // Right of a, so that each break keeps its own piece, and finite.
+  static T middle(T a, T b) {
+    T const sum = a + b, half = sum - sum == 0 ? T(0.5) * sum : fma(T(0.5), a, T(0.5) * b);
+    return half > a ? half : b;
+  }
+
   Partition<T> const& partition_;
   T const* given_;
   bool even_;

@@ -4,10 +4,8 @@
 
 namespace orv::core {
 
-void* find_service(const char* name) { return platform::function_beside(platform::core_library_file, name); }
+void* find_service(const char* name) { return platform::core_function(name); }
 
-void missing_service(const char* name) {
-  platform::die("the core library beside the kernel library is missing or lacks a service", name, 3);
-}
+void missing_service() { platform::die(nullptr, nullptr, 3); }
 
 } // namespace orv::core

@@ -3,7 +3,8 @@
 //   void* block = core::allocate(bytes, 128);   // null if there is no memory, or no core library
 //   core::deallocate(block);
 //
-// A service other than the allocator that cannot be found ends the process with a message and code 3.
+// A service other than the allocator that cannot be found ends the process with code 3, after a line on standard
+// error; that line comes for the allocator too.
 #pragma once
 #include "orv/core.h"
 #include "orv/core_linalg.h"
@@ -13,8 +14,8 @@
 
 namespace orv::core {
 
-void* find_service(const char* name); // null if missing
-[[noreturn]] void missing_service(const char* name);
+void* find_service(const char* name); // null if missing, which one line on standard error then has said
+[[noreturn]] void missing_service();
 
 template <class Function>
 class Service;
@@ -38,7 +39,7 @@ class Service<R(A...)> {
  private:
   auto address() const -> R (*)(A...) {
     auto* f = find();
-    if (!f) missing_service(name_);
+    if (!f) missing_service();
     return f;
   }
   const char* name_;
@@ -74,7 +75,7 @@ void print(int number, A... arguments) {
   auto* f = address.load(std::memory_order_relaxed);
   if (!f) {
     f = reinterpret_cast<decltype(&orv_serv_print)>(find_service("orv_serv_print"));
-    if (!f) missing_service("orv_serv_print");
+    if (!f) missing_service();
     address.store(f, std::memory_order_relaxed);
   }
   f(1, number, static_cast<int>(sizeof...(A)), arguments...);

@@ -5,7 +5,7 @@
 namespace orv {
 
 enum class Level { LA, HA, EP };
-enum class Form { unary, binary, two_results, scalar, linear_frac, pack };
+enum class Form { unary, binary, two_results, scalar, linear_frac, real_to_complex, complex_to_real, pack };
 enum class Slots { one, la_ha, la_ep, three };
 
 struct Function {

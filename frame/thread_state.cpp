@@ -65,6 +65,7 @@ void on_library_unload() {
     platform::slot_free();
   }
   platform::heap_destroy();
+  platform::release_core();
 }
 
 } // namespace orv

@@ -47,6 +47,8 @@
 #define FORM_two_results FORM_unary
 #define FORM_scalar FORM_unary
 #define FORM_linear_frac FORM_unary
+#define FORM_real_to_complex FORM_unary
+#define FORM_complex_to_real FORM_unary
 
 /* Pack and Unpack: the kernel is given one argument more, the width switch 1 for 32-bit counts and strides. On
  * 64 bits it is the fifth and goes into a register; on 32 bits the arguments are copied into a new frame. Five words

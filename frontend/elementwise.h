@@ -1,6 +1,6 @@
 // Element-wise functions by name, with checked arguments and collected errors.
 //
-//   auto const& exp = orv::Elementwise::find('d', "Exp");
+//   auto const exp = orv::Elementwise::find('d', "Exp");
 //   orv::ErrorLog errors;                     // collects numerical errors while it lives
 //   exp.call(orv::Level::HA, {.a = x, .r1 = y}, n);
 #pragma once
@@ -24,7 +24,8 @@ struct Arrays {
   const void* b = nullptr;
   void* r1 = nullptr;
   void* r2 = nullptr;
-  double scalars[4] = {}; // second operand of the scalar form; scalea, shifta, scaleb, shiftb
+  double scalars[4] =
+      {}; // second operand of the scalar form (two parts if complex); scalea, shifta, scaleb, shiftb
   int inca = 1, incb = 1, incr1 = 1, incr2 = 1; // used by call_strided
 };
 
@@ -37,12 +38,14 @@ class Elementwise {
   int operands() const; // arrays of operands
   int results() const;
   bool scalar_operand() const { return function_->form == Form::scalar; }
-  // Any count from 0; longer arrays than a kernel takes at once are cut, errors keep their numbers.
+  // Any count from 0; longer arrays than a kernel takes at once are cut, errors keep their numbers. Both forms
+  // throw Error for a missing array and for functions that aren't of real numbers, such as PackI.
   void call(Level level, Arrays const& arrays, std::size_t n) const;
   void call_strided(Level level, Arrays const& arrays, int n) const;
-  float cost(Level level) const { return cost_[static_cast<int>(level)]; }
+  float cost(Level level) const;
 
  private:
+  void check(Arrays const& arrays, bool any_elements) const;
   orv::Function const* function_;
   void* const* slots_;
   void* const* strided_slots_;
@@ -64,10 +67,10 @@ class ErrorLog {
   ErrorLog(ErrorLog const&) = delete;
   ErrorLog& operator=(ErrorLog const&) = delete;
   std::vector<NumericalError> const& errors() const { return errors_; }
-  std::size_t left_out() const { return left_out_; } // beyond the first million
+  std::size_t left_out() const { return left_out_; } // beyond the first million, or for want of memory
 
  private:
-  static int collect(OrvErrorRecord* record);
+  static int collect(OrvErrorRecord* record) noexcept;
   std::vector<NumericalError> errors_;
   std::size_t left_out_ = 0;
   uint32_t mode_;

@@ -2,9 +2,11 @@
 
 #include "frontend/fitting_threads.h"
 #include "frontend/library.h"
+#include "frontend/reals.h"
 
 #include <charconv>
 #include <cmath>
+#include <numeric>
 
 namespace orv {
 namespace {
@@ -32,27 +34,27 @@ struct Construction {
 Construction construction_of(Scheme scheme) {
   switch (scheme) {
   case Scheme::Natural:
-    return {"orv_df_kernel_dDFNaturalCubicSpline1D", 4, 5, DFBoundFreeEnd};
+    return {"orv_df_kernel_dDFNaturalCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundFreeEnd};
   case Scheme::Akima:
-    return {"orv_df_kernel_dDFAkimaCubicSpline1D", 4, 5, DFBoundNone};
+    return {"orv_df_kernel_dDFAkimaCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundNone};
   case Scheme::Bessel:
-    return {"orv_df_kernel_dDFBesselCubicSpline1D", 4, 5, DFBoundFreeEnd};
+    return {"orv_df_kernel_dDFBesselCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundFreeEnd};
   case Scheme::Hyman:
-    return {"orv_df_kernel_dDFHymanCubicSpline1D", 4, 5, DFBoundFreeEnd};
+    return {"orv_df_kernel_dDFHymanCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundFreeEnd};
   case Scheme::Hermite:
-    return {"orv_df_kernel_dDFHermiteCubicSpline1D", 4, 5, DFBoundFreeEnd};
+    return {"orv_df_kernel_dDFHermiteCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundFreeEnd};
   case Scheme::Second:
-    return {"orv_df_kernel_dDFDefaultCubicSpline1D", 4, 5, DFBoundFreeEnd};
+    return {"orv_df_kernel_dDFDefaultCubicSpline1D", DFOrderCubic, DFTypeCubic, DFBoundFreeEnd};
   case Scheme::Linear:
-    return {"orv_df_kernel_dDFLinearSpline1D", 2, 0, DFBoundNone};
+    return {"orv_df_kernel_dDFLinearSpline1D", DFOrderLinear, DFTypeLinear, DFBoundNone};
   case Scheme::Quadratic:
-    return {"orv_df_kernel_dDFQuadraticSpline1D", 3, 0, DFBoundMidValue};
+    return {"orv_df_kernel_dDFQuadraticSpline1D", DFOrderQuadratic, DFTypeQuadratic, DFBoundMidValue};
   case Scheme::Subbotin:
-    return {"orv_df_kernel_dDFQuadraticSpline1D", 3, 1, DFBoundSecondSecond};
+    return {"orv_df_kernel_dDFQuadraticSpline1D", DFOrderQuadratic, DFTypeSubbotin, DFBoundSecondSecond};
   case Scheme::Step:
-    return {nullptr, 0, 7, DFBoundNone};
+    return {nullptr, DFOrderNone, DFTypeStepRight, DFBoundNone};
   default:
-    return {nullptr, 0, 8, DFBoundNone};
+    return {nullptr, DFOrderNone, DFTypeStepLeft, DFBoundNone};
   }
 }
 
@@ -148,76 +150,95 @@ struct Spline::State {
   std::vector<double> values, coefficients;
   Construction construction;
   DFTask* task = nullptr;
-  DFThreader const* threader = nullptr;
+  // Taken anew for each call: the limit is the calling thread's, and other splines have set theirs.
+  DFThreader const* threader() const { return &fitting_threads(data.threads); }
   ~State() {
     if (task) ORV_FUNCTION_OF(orv_df_kernel_DeleteTask)(&task);
   }
 };
 
-Spline::Spline(SplineData given) : state_(std::make_unique<State>()) {
-  State& s = *state_;
-  s.data = std::move(given);
-  s.construction = construction_of(s.data.scheme);
-  s.threader = &fitting_threads(s.data.threads);
-  auto const& x = s.data.breaks;
-  SchemeInfo const* info = nullptr;
-  for (auto const& i : schemes())
-    if (i.scheme == s.data.scheme) info = &i;
-  std::string const name(info->name);
-  if (static_cast<int>(x.size()) < info->minimum_breaks)
-    throw Error("the " + name + " spline needs at least " + std::to_string(info->minimum_breaks) +
+namespace {
+
+std::string name_of(Scheme scheme) {
+  for (auto const& s : schemes())
+    if (s.scheme == scheme) return std::string(s.name);
+  throw Error("there is no spline number " + std::to_string(static_cast<int>(scheme)));
+}
+
+bool takes_inner(Scheme scheme) { return scheme == Scheme::Hermite || scheme == Scheme::Second; }
+
+void check_data(SplineData const& d, std::string const& name) {
+  auto const& x = d.breaks;
+  auto const fewest = static_cast<size_t>(scheme_of(name).minimum_breaks);
+  if (x.size() < fewest)
+    throw Error("the " + name + " spline needs at least " + std::to_string(fewest) +
                 " break points; there are " + std::to_string(x.size()));
   for (size_t i = 0; i < x.size(); ++i)
     if (!std::isfinite(x[i]) || (i > 0 && !(x[i] > x[i - 1])))
       throw Error("break points must be finite and rise; point " + std::to_string(i + 1) + " is " +
                   number(x[i]) + (i > 0 ? " after " + number(x[i - 1]) : ""));
-  for (auto const& row : s.data.values) {
+  if (d.values.empty()) throw Error("the " + name + " spline needs the values of a function");
+  for (auto const& row : d.values)
     if (row.size() != x.size()) throw Error("every function needs a value for each break point");
-    s.values.insert(s.values.end(), row.begin(), row.end());
-  }
+  if (d.scheme == Scheme::Quadratic && d.values.size() > 1)
+    throw Error("the quadratic spline takes one function at a time: its middle value belongs to one");
+  if (d.has_boundary && d.boundary.code == DFBoundPeriodic)
+    for (auto const& row : d.values)
+      if (row.front() != row.back())
+        throw Error("a periodic spline needs the same first and last value; they are " + number(row.front()) +
+                    " and " + number(row.back()));
+  if (takes_inner(d.scheme) && d.inner.size() + 2 != x.size())
+    throw Error("the " + name + " spline needs " +
+                (d.scheme == Scheme::Hermite ? "slopes" : "second derivatives") +
+                " at the inner break points");
+  if (d.threads < 0) throw Error("a thread limit from 0 is wanted, not " + std::to_string(d.threads));
+}
+
+// Both ends, and the middles of the cells between them.
+std::vector<double> knots_between(std::vector<double> const& x) {
+  std::vector<double> knots{x.front()};
+  for (size_t i = 1; i < x.size(); ++i) knots.push_back(std::midpoint(x[i - 1], x[i]));
+  knots.push_back(x.back());
+  return knots;
+}
+
+} // namespace
+
+Spline::Spline(SplineData given) : state_(std::make_unique<State>()) {
+  State& s = *state_;
+  s.data = std::move(given);
+  std::string const name = name_of(s.data.scheme);
+  check_data(s.data, name);
+  s.construction = construction_of(s.data.scheme);
+  auto const& x = s.data.breaks;
+  size_t const functions = s.data.values.size();
+  s.values = reals({x.size(), functions}, "the values");
+  auto end = s.values.begin();
+  for (auto const& row : s.data.values) end = std::copy(row.begin(), row.end(), end);
   Boundary& b = s.data.boundary;
   if (!s.data.has_boundary) {
     b = {s.construction.default_boundary, {0, 0}};
     // The middle of a straight line is what suggests itself; it is given for one function only.
-    if (b.code == DFBoundMidValue) b.values[0] = (s.values[0] + s.values[1]) / 2;
+    if (b.code == DFBoundMidValue) b.values[0] = std::midpoint(s.values[0], s.values[1]);
   }
-  if (s.data.scheme == Scheme::Quadratic && s.data.values.size() > 1)
-    throw Error("the quadratic spline takes one function at a time: its middle value belongs to one");
-  if (b.code == DFBoundPeriodic)
-    for (auto const& row : s.data.values)
-      if (row.front() != row.back())
-        throw Error("a periodic spline needs the same first and last value; they are " + number(row.front()) +
-                    " and " + number(row.back()));
-  bool const takes_inner = s.data.scheme == Scheme::Hermite || s.data.scheme == Scheme::Second;
-  if (takes_inner && s.data.inner.size() + 2 != x.size())
-    throw Error("the " + name + " spline needs " +
-                (s.data.scheme == Scheme::Hermite ? "slopes" : "second derivatives") +
-                " at the inner break points");
-
-  auto const functions = static_cast<int64_t>(s.data.values.size());
   check(ORV_FUNCTION_OF(orv_df_kernel_dNewTask1D)(&s.task, static_cast<int64_t>(x.size()), x.data(),
-                                                  DFNonUniform, functions, s.values.data(), DFRows, 0),
+                                                  DFNonUniform, static_cast<int64_t>(functions),
+                                                  s.values.data(), DFRows, 0),
         "the break points");
-  bool const knots = s.construction.type == 1;
-  // Knots in the middle of the cells: the edit wants an array for a type of inner condition.
-  std::vector<double> middles;
-  if (knots) {
-    middles.push_back(x.front());
-    for (size_t i = 1; i < x.size(); ++i) middles.push_back(x[i - 1] + (x[i] - x[i - 1]) / 2);
-    middles.push_back(x.back());
-    s.data.inner = std::move(middles);
-  }
-  s.coefficients.resize(static_cast<size_t>(s.construction.order) * x.size() * s.data.values.size());
+  bool const knots = s.construction.type == DFTypeSubbotin && s.construction.order == DFOrderQuadratic;
+  if (knots) s.data.inner = knots_between(x);
+  s.coefficients = reals({static_cast<size_t>(s.construction.order), x.size(), functions},
+                         "the coefficients of the spline");
   check(ORV_FUNCTION_OF(orv_df_kernel_dEditPPSpline1D)(
             s.task, s.construction.order, s.construction.type, b.code, b.values,
-            knots         ? 8
-            : takes_inner ? 1
-                          : 0,
-            knots || takes_inner ? s.data.inner.data() : nullptr,
+            knots                        ? DFInnerKnots
+            : takes_inner(s.data.scheme) ? DFInnerValues
+                                         : DFInnerNone,
+            knots || takes_inner(s.data.scheme) ? s.data.inner.data() : nullptr,
             s.construction.entry ? s.coefficients.data() : nullptr, DFRows),
         "the " + name + " spline");
   if (s.construction.entry)
-    check(Library::get().typed<Construct>(s.construction.entry)(s.task, 0, 0, s.threader),
+    check(Library::get().typed<Construct>(s.construction.entry)(s.task, 0, 0, s.threader()),
           "the " + name + " spline");
 }
 
@@ -229,17 +250,20 @@ double Spline::last() const { return state_->data.breaks.back(); }
 
 std::vector<std::vector<std::vector<double>>> Spline::evaluate(std::vector<double> const& sites,
                                                                int derivatives) const {
+  if (derivatives < 0 || derivatives > most_derivatives)
+    throw Error("derivatives from 0 to " + std::to_string(most_derivatives) + " are there, not " +
+                std::to_string(derivatives));
   size_t const q = static_cast<size_t>(derivatives) + 1, count = sites.size();
   std::vector<int32_t> const flags(q, 1);
   auto const all = static_cast<size_t>(functions());
-  std::vector<double> r(all * count * q);
+  auto r = reals({all, count, q}, "the results at the sites");
   check(ORV_FUNCTION_OF(orv_df_kernel_dDFInterpolate1D)(
-            state_->task, 1, 0, static_cast<int64_t>(count), sites.data(), 0, static_cast<int64_t>(q),
-            flags.data(), nullptr, r.data(), DFResultFuncSiteDeriv, nullptr, nullptr, nullptr, nullptr,
-            nullptr, nullptr, nullptr, nullptr, nullptr, state_->threader),
+            state_->task, DFInterpolateValues, 0, static_cast<int64_t>(count), sites.data(), 0,
+            static_cast<int64_t>(q), flags.data(), nullptr, r.data(), DFResultFuncSiteDeriv, nullptr, nullptr,
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, state_->threader()),
         "evaluation");
   std::vector<std::vector<std::vector<double>>> out(all);
-  auto at = r.begin();
+  auto at = r.cbegin();
   for (auto& function : out)
     for (size_t i = 0; i < count; ++i, at += static_cast<ptrdiff_t>(q))
       function.emplace_back(at, at + static_cast<ptrdiff_t>(q));
@@ -250,7 +274,7 @@ std::vector<double> Spline::integrate(double from, double to) const {
   std::vector<double> r(static_cast<size_t>(functions()));
   check(ORV_FUNCTION_OF(orv_df_kernel_dDFIntegrate1D)(
             state_->task, 0, 1, &from, 0, &to, 0, nullptr, nullptr, r.data(), DFIntegralFuncLimit, nullptr,
-            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, state_->threader),
+            nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, state_->threader()),
         "integration");
   return r;
 }

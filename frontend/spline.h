@@ -51,7 +51,7 @@ struct SplineData {
   bool has_boundary = false; // else what suits the scheme
   Boundary boundary = {};
   std::vector<double> inner = {}; // slopes (Hermite) or second derivatives (Second) at the inner breaks
-  int threads = 0;
+  int threads = 0;                // at most, in all calls of the spline; 0: all of the common pool
 };
 
 class Spline {
@@ -64,7 +64,8 @@ class Spline {
   int functions() const;
   double first() const;
   double last() const;
-  // [function][site][derivative from 0 to `derivatives`]
+  // [function][site][derivative from 0 to `derivatives`]. All derivatives above the third are 0.
+  static constexpr int most_derivatives = 100;
   std::vector<std::vector<std::vector<double>>> evaluate(std::vector<double> const& sites,
                                                          int derivatives) const;
   // One integral for each function.

@@ -1,7 +1,8 @@
 #include "frontend/summary.h"
 
 #include "frontend/library.h"
-#include "frontend/statistics_threads.h"
+#include "frontend/reals.h"
+#include "frontend/statistics.h"
 #include "orv/statistics.h"
 
 #include <cmath>
@@ -13,13 +14,24 @@ namespace {
 
 void check(int32_t status) {
   if (status == SSOutOfMemory) throw Error("there is not enough memory for the estimates");
-  if (status != 0) throw Error("the estimates failed with status " + std::to_string(status));
+  if (status != 0) throw Error("the task of the estimates: status " + std::to_string(status));
 }
 
 uint64_t word(Summary::Method method) {
-  return method == Summary::Method::fast       ? SSMethodFast
-         : method == Summary::Method::one_pass ? SSMethodOnePass
-                                               : SSMethodFastUserMean;
+  switch (method) {
+  case Summary::Method::fast:
+    return SSMethodFast;
+  case Summary::Method::one_pass:
+    return SSMethodOnePass;
+  case Summary::Method::user_mean:
+    return SSMethodFastUserMean;
+  }
+  throw Error("there is no method number " + std::to_string(static_cast<int>(method)));
+}
+
+std::vector<double> matrix(int columns, const char* what) {
+  auto const p = static_cast<std::size_t>(columns);
+  return reals({p, p}, std::string("the ") + what + " matrix of " + std::to_string(columns) + " columns");
 }
 
 } // namespace
@@ -27,15 +39,17 @@ uint64_t word(Summary::Method method) {
 Summary::Summary(int columns, Options options)
     : columns_(columns), layout_(SSStorageCols), storage_(SSMatrixFull), options_(std::move(options)) {
   if (columns < 1) throw Error("there are no columns to summarize");
+  word(options_.method);
   bool const user_mean = options_.method == Method::user_mean;
   if (user_mean && options_.mean.size() != at(columns))
     throw Error("the user-mean method wants a mean for each column");
-  for (auto& v : values_) v.assign(at(columns), 0.0);
+  if (options_.covariance) covariance_ = matrix(columns, "covariance");
+  if (options_.correlation) correlation_ = matrix(columns, "correlation");
+  for (auto& v : values_)
+    v = reals({at(columns)}, "the estimates of " + std::to_string(columns) + " columns");
   if (user_mean) values_[Mean] = options_.mean;
   values_[Minimum].assign(at(columns), std::numeric_limits<double>::infinity());
   values_[Maximum].assign(at(columns), -std::numeric_limits<double>::infinity());
-  if (options_.covariance) covariance_.resize(at(columns) * at(columns));
-  if (options_.correlation) correlation_.resize(at(columns) * at(columns));
 
   check(ORV_FUNCTION_OF(__rnqdSSNewTask)(&task_, &columns_, &block_, &layout_, nullptr, nullptr, nullptr, 0));
   ORV_FUNCTION_OF(__rnqdSSEditMoments)
@@ -51,8 +65,8 @@ Summary::Summary(int columns, Options options)
   set(SSParamAccumWeights, accumulated_);
   set(SSParamCentralSum2, values_[CentralSum2].data()); // goes on where a block of one left no variance
   auto* const edit_matrices = ORV_FUNCTION_OF(__rnqdSSEditCovCor);
-  edit_matrices(task_, nullptr, options_.covariance ? covariance_.data() : nullptr, &storage_,
-                options_.correlation ? correlation_.data() : nullptr, &storage_);
+  check(edit_matrices(task_, nullptr, options_.covariance ? covariance_.data() : nullptr, &storage_,
+                      options_.correlation ? correlation_.data() : nullptr, &storage_));
 }
 
 Summary::~Summary() {
@@ -60,7 +74,12 @@ Summary::~Summary() {
 }
 
 void Summary::add(double const* rows, int count, double const* weights) {
-  if (count < 1) return;
+  if (count < 0) throw Error("the count of observations, " + std::to_string(count) + ", is below 0");
+  if (count == 0) return;
+  if (!rows) throw Error("there are no observations to summarize");
+  if (count_ > 0 && weighted_ != (weights != nullptr))
+    throw Error("weights come with all blocks of observations, or with none");
+  weighted_ = weights != nullptr;
   block_ = count;
   task_->data = const_cast<double*>(rows);
   task_->weights = const_cast<double*>(weights);
@@ -69,16 +88,30 @@ void Summary::add(double const* rows, int count, double const* weights) {
                                SSCentralSum2;
   uint64_t const matrices =
       (options_.covariance ? SSCovariance : 0) | (options_.correlation ? SSCorrelation : 0);
-  SSThreadServices const& threads = statistics_threads(options_.threads);
-  check(ORV_FUNCTION_OF(_rnqdSSBasic)(task_, moments | matrices, word(options_.method), &threads));
-  check(ORV_FUNCTION_OF(_rnqdSSMinmax)(task_, SSMinimum | SSMaximum, SSMethodFast, &threads));
+  compute_statistics(*task_, moments | matrices | SSMinimum | SSMaximum, word(options_.method),
+                     options_.threads);
   count_ += count;
 }
 
-double Summary::deviation(int j) const { return std::sqrt(values_[Central2][at(j)]); }
+std::size_t Summary::column(int j) const {
+  if (j < 0 || j >= columns_)
+    throw Error("there is no column " + std::to_string(j) + "; there are " + std::to_string(columns_) +
+                ", numbered from 0");
+  return at(j);
+}
+
+double Summary::deviation(int j) const { return std::sqrt(value(Central2, j)); }
+
+double Summary::covariance(int i, int j) const {
+  std::size_t const row = column(i), place = column(j);
+  if (covariance_.empty()) throw Error("the covariance was not asked for");
+  return covariance_[row * at(columns_) + place];
+}
 
 double Summary::correlation(int i, int j) const {
-  return i == j ? 1 : correlation_[at(i) * at(columns_) + at(j)];
+  std::size_t const row = column(i), place = column(j);
+  if (correlation_.empty()) throw Error("the correlation was not asked for");
+  return i == j ? 1 : correlation_[row * at(columns_) + place];
 }
 
 } // namespace orv

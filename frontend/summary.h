@@ -28,20 +28,21 @@ class Summary {
   Summary& operator=(Summary const&) = delete;
 
   // `count` observations of columns() numbers each, with their weights or null. The weights of all blocks
-  // come, or of none.
+  // come, or of none. Here and below Error is thrown for what there is not: columns, matrices, memory.
   void add(double const* rows, int count, double const* weights = nullptr);
 
   int columns() const { return columns_; }
   int64_t count() const { return count_; }
   double weight() const { return accumulated_[0]; }
-  double mean(int j) const { return values_[Mean][at(j)]; }
-  double deviation(int j) const; // root of the unbiased variance
-  double skewness(int j) const { return values_[Skewness][at(j)]; }
-  double kurtosis(int j) const { return values_[Kurtosis][at(j)]; }
-  double variation(int j) const { return values_[Variation][at(j)]; }
-  double minimum(int j) const { return values_[Minimum][at(j)]; }
-  double maximum(int j) const { return values_[Maximum][at(j)]; }
-  double covariance(int i, int j) const { return covariance_[at(i) * at(columns_) + at(j)]; }
+  double mean(int j) const { return value(Mean, j); }
+  // The formulas stand in orv/statistics.h; the deviation is that of a sample, n - 1 below the line.
+  double deviation(int j) const;
+  double skewness(int j) const { return value(Skewness, j); }
+  double kurtosis(int j) const { return value(Kurtosis, j); }
+  double variation(int j) const { return value(Variation, j); }
+  double minimum(int j) const { return value(Minimum, j); }
+  double maximum(int j) const { return value(Maximum, j); }
+  double covariance(int i, int j) const;
   double correlation(int i, int j) const; // 1 on the diagonal
 
  private:
@@ -62,10 +63,13 @@ class Summary {
     Rows
   };
   static std::size_t at(int j) { return static_cast<std::size_t>(j); }
+  std::size_t column(int j) const; // throws Error if there is none
+  double value(int row, int j) const { return values_[row][column(j)]; }
 
   int columns_, block_ = 0, layout_, storage_;
   Options options_;
   int64_t count_ = 0;
+  bool weighted_ = false;
   std::vector<double> values_[Rows], covariance_, correlation_;
   double accumulated_[2] = {0, 0};
   SSTask* task_ = nullptr;

@@ -1,6 +1,7 @@
 #include "frontend/thread_pool.h"
 
 #include <cstdlib>
+#include <system_error>
 
 namespace orv {
 namespace {
@@ -18,7 +19,11 @@ int wanted_threads(int asked) {
 } // namespace
 
 ThreadPool::ThreadPool(int threads) {
-  for (int i = 1; i < wanted_threads(threads); ++i) workers_.emplace_back([this, i] { work(i); });
+  int const wanted = wanted_threads(threads);
+  try {
+    for (int i = 1; i < wanted; ++i) workers_.emplace_back([this, i] { work(i); });
+  } catch (std::system_error const&) { // fewer threads do the same work
+  }
 }
 
 ThreadPool::~ThreadPool() {

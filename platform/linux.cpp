@@ -2,6 +2,7 @@
 #  include "platform/attach.h"
 #  include "platform/platform.h"
 
+#  include <atomic>
 #  include <cerrno>
 #  include <cstdio>
 #  include <cstdlib>
@@ -80,25 +81,62 @@ void heap_destroy() {
   heap_made = false;
 }
 
-const char* const core_library_file = "liborv_core.so.2";
+namespace {
 
-void* function_beside(const char* file, const char* name) {
+std::atomic<void*> core_module{nullptr};
+std::atomic<bool> core_told{false};
+
+void tell(const char* what, const char* detail) { std::fprintf(stderr, "orv: %s: %s\n", what, detail); }
+void tell_once(const char* what, const char* detail) {
+  if (!core_told.exchange(true)) tell(what, detail);
+}
+
+void* load_core() {
+  constexpr const char* file = "liborv_core.so.2";
   Dl_info self;
-  if (!dladdr(reinterpret_cast<void*>(&function_beside), &self) || !self.dli_fname) return nullptr;
+  const char* slash = nullptr;
+  if (dladdr(reinterpret_cast<void*>(&core_function), &self) && self.dli_fname)
+    slash = std::strrchr(self.dli_fname, '/');
   char path[4096];
-  const char* slash = std::strrchr(self.dli_fname, '/');
-  if (!slash) return nullptr; // never the working directory
-  int const length = std::snprintf(path, sizeof path, "%.*s/%s", static_cast<int>(slash - self.dli_fname),
-                                   self.dli_fname, file);
-  if (length < 0 || length >= static_cast<int>(sizeof path)) return nullptr;
-  void* module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-  return module ? dlsym(module, name) : nullptr;
+  int const length = slash ? std::snprintf(path, sizeof path, "%.*s/%s",
+                                           static_cast<int>(slash - self.dli_fname), self.dli_fname, file)
+                           : -1; // never the working directory
+  if (length < 0 || length >= static_cast<int>(sizeof path)) {
+    tell_once("the core library's place is not known", file);
+    return nullptr;
+  }
+  void* const module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  if (!module) tell_once("the core library cannot be loaded", dlerror());
+  return module;
+}
+
+} // namespace
+
+void* core_function(const char* name) {
+  void* module = core_module.load(std::memory_order_acquire);
+  if (!module) {
+    void* const loaded = load_core();
+    if (!loaded) return nullptr;
+    if (core_module.compare_exchange_strong(module, loaded, std::memory_order_acq_rel))
+      module = loaded;
+    else
+      dlclose(loaded); // another thread was first
+  }
+  void* const function = dlsym(module, name);
+  if (!function) tell_once("the core library lacks a function", name);
+  return function;
+}
+
+// The loader puts the unload of the core library off until it has finished this one's; the core library then ends
+// its threads first.
+void release_core() {
+  if (void* const module = core_module.exchange(nullptr)) dlclose(module);
 }
 
 int* errno_location() { return &errno; }
 
 void die(const char* what, const char* detail, int code) {
-  std::fprintf(stderr, "orv: %s: %s\n", what, detail);
+  if (what) tell(what, detail);
   std::fflush(nullptr);
   std::_Exit(code);
 }

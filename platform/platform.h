@@ -25,14 +25,17 @@ void* heap_allocate(std::size_t bytes); // zero-filled, or null
 void heap_free(void* block);
 void heap_destroy();
 
-// The function `name` of module `file`, which lies in this library's own directory; null if either is missing.
-void* function_beside(const char* file, const char* name);
-extern const char* const core_library_file;
+// The function `name` of the core library, which lies in this library's own directory. Null if either is missing;
+// the first time one line on standard error then says which, and why. The first look-up takes a reference to the
+// core library, which release_core gives back: while this library is unloaded, when nothing of the core library is
+// called any more.
+void* core_function(const char* name);
+void release_core();
 
 // The calling thread's errno as the program sees it; null if no runtime library shows one.
 int* errno_location();
 
-// One line on standard error, then the end of the process. For what cannot go on.
+// One line on standard error, unless `what` is null, then the end of the process. For what cannot go on.
 [[noreturn]] void die(const char* what, const char* detail, int code);
 
 } // namespace orv::platform

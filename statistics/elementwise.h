@@ -1,7 +1,7 @@
 // Element-wise kernels as the estimates call them: by fixed slots of their tables, with denormals kept.
 #pragma once
+#include "frame/thread_state.h"
 #include "orv/elementwise.h"
-#include "orv/mode.h"
 
 #include <cstddef>
 #include <immintrin.h>
@@ -11,11 +11,12 @@ namespace orv::statistics {
 inline double root(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_set_sd(x), _mm_set_sd(x))); }
 inline float root(float x) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(x))); }
 
-// Kernels called in its life keep denormals, whatever the caller's mode says.
+// Kernels called in its life keep denormals, whatever the caller's mode says. The word itself goes back:
+// setting a mode can't clear a field that was clear before.
 class KeepDenormals {
  public:
   KeepDenormals() : mode_(orv_elw_kernel_SetMode(ORV_KEEP_DENORMALS)) {}
-  ~KeepDenormals() { orv_elw_kernel_SetMode(mode_); }
+  ~KeepDenormals() { ElwGetThreadState().mode = mode_; }
   KeepDenormals(KeepDenormals const&) = delete;
   KeepDenormals& operator=(KeepDenormals const&) = delete;
 

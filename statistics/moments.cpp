@@ -36,7 +36,7 @@ int32_t from_sums(Outputs<T> const& out, unsigned asked) {
   for (int r = Mean; r < RowCount; ++r) {
     T const* sum = out.array(sum_output(r));
     if (!out.wants(moment_output(r)) || !sum) continue;
-    double const factor = r == Central2 ? w / (w * w - w2) : 1 / w;
+    double const factor = 1 / (r == Central2 ? freedom<double>(w, w2) : w);
     out.each(moment_output(r), [&](ptrdiff_t j) { return factor * static_cast<double>(sum[j]); });
   }
   write_ratios(out);
@@ -76,6 +76,7 @@ int32_t from_data(Outputs<T> const& out, unsigned asked, Family family, bool cen
   // Enough work for each thread: 2^13 elements, or products of elements, and 16 observations.
   ptrdiff_t const p = job.p, n = job.n;
   bool const matrices = asked & matrix_bits;
+  unsigned const kept = matrices ? out.matrices() : 0;
   double const amount =
       static_cast<double>(n) * static_cast<double>(p) * (matrices ? static_cast<double>(p) : 1.0);
   ptrdiff_t const limit = services ? services->maxThreads() : 1;
@@ -117,7 +118,7 @@ int32_t from_data(Outputs<T> const& out, unsigned asked, Family family, bool cen
   // S, in the result's own place where that is a full matrix, and other threads' parts.
   Scratch<T> own_scatter, others, step, weighted_block;
   if (matrices) {
-    int const base = asked & bit(OutCrossProduct) ? OutCrossProduct : asked & bit(OutCov) ? OutCov : OutCor;
+    int const base = kept & bit(OutCrossProduct) ? OutCrossProduct : kept & bit(OutCov) ? OutCov : OutCor;
     size_t const cells = static_cast<size_t>(p) * static_cast<size_t>(p);
     if (out.packing_of(base) == Packing::full && out.selected.all())
       first.scatter = out.array(base);
@@ -164,7 +165,7 @@ int32_t from_data(Outputs<T> const& out, unsigned asked, Family family, bool cen
     for (ptrdiff_t t = 1; t < job.threads; ++t) merge(job, first, job.slots[t]);
   }
 
-  if (matrices && !write_matrices(out, asked & matrix_bits, first.scatter, first.weight, first.weight2))
+  if (matrices && !write_matrices(out, kept, first.scatter, first.weight, first.weight2))
     return SSOutOfMemory;
   if (T* accumulated = static_cast<T*>(task.accumWeights)) {
     accumulated[0] = static_cast<T>(first.weight);

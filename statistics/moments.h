@@ -26,10 +26,16 @@ struct Central {
   double mean, low, c2, c3, c4;
 };
 
-// Weights of two parts.
+// Weights of two parts and their shares of the whole. Products of weights are never formed: tiny weights would
+// vanish in them.
 struct Join {
-  double a, b, t; // t = 1 / (a + b)
-  Join(double a_weight, double b_weight) : a(a_weight), b(b_weight), t(1 / (a_weight + b_weight)) {}
+  double a, b, share_a, share_b;
+  Join(double a_weight, double b_weight) : a(a_weight), b(b_weight) {
+    double const t = 1 / (a + b);
+    share_a = a * t;
+    share_b = b * t;
+  }
+  double both() const { return share_a * b; } // a b / (a + b)
 };
 
 // Central sums about any value near the mean become sums about the mean, `residual` the first power's sum.
@@ -50,22 +56,18 @@ void join(Central& a, Central const& b, Join const& w) {
     a = b;
     return;
   }
-  double const d = b.mean - a.mean + (b.low - a.low);
-  if constexpr (Highest >= 4) {
-    double const u = d * w.t, u2 = u * u;
-    a.c4 += b.c4 + w.a * w.b * w.t * (w.a * w.a - w.a * w.b + w.b * w.b) * (u2 * d * d) +
-            6 * u2 * (w.a * w.a * b.c2 + w.b * w.b * a.c2) + 4 * u * (w.a * b.c3 - w.b * a.c3);
-  }
-  if constexpr (Highest >= 3)
-    a.c3 +=
-        b.c3 + w.t * w.a * w.b * (w.a - w.b) * w.t * (d * d * d) + 3 * (d * w.t) * (w.a * b.c2 - w.b * a.c2);
-  if constexpr (Highest >= 2) a.c2 += b.c2 + w.t * w.a * w.b * (d * d);
+  double const d = b.mean - a.mean + (b.low - a.low), d2 = d * d, f = w.share_a, g = w.share_b;
+  if constexpr (Highest >= 4)
+    a.c4 += b.c4 + w.both() * (f * f - f * g + g * g) * (d2 * d2) + 6 * d2 * (f * f * b.c2 + g * g * a.c2) +
+            4 * d * (f * b.c3 - g * a.c3);
+  if constexpr (Highest >= 3) a.c3 += b.c3 + w.both() * (f - g) * (d2 * d) + 3 * d * (f * b.c2 - g * a.c2);
+  if constexpr (Highest >= 2) a.c2 += b.c2 + w.both() * d2;
   if (d - d == 0) {
-    double const step = a.low + w.b * w.t * d, mean = a.mean + step, back = mean - a.mean;
+    double const step = a.low + g * d, mean = a.mean + step, back = mean - a.mean;
     a.low = (a.mean - (mean - back)) + (step - back);
     a.mean = mean;
   } else { // an infinite mean must stay one
-    a.mean = (w.a * a.mean + w.b * b.mean) * w.t;
+    a.mean = f * a.mean + g * b.mean;
     a.low = 0;
   }
 }

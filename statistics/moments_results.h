@@ -4,6 +4,8 @@
 #include "statistics/elementwise.h"
 #include "statistics/moments_work.h"
 
+#include <limits>
+
 namespace orv::statistics {
 
 // Results in the order of their bits.
@@ -103,6 +105,14 @@ struct Outputs {
     return output == OutCov ? task.covStorage : output == OutCor ? task.corStorage : task.crossProductStorage;
   }
   Packing packing_of(int output) const { return packing(integer(task, storage(output))); }
+  // Matrices that have a place. Once one is asked for all of them are kept up, as the next block may ask for
+  // another, and goes on from the first that is there.
+  unsigned matrices() const {
+    unsigned set = 0;
+    for (int output : {OutCor, OutCov, OutCrossProduct})
+      if (array(output) && storage(output)) set |= bit(output);
+    return set;
+  }
 
   template <class F>
   void each(int output, F value) const {
@@ -111,6 +121,14 @@ struct Outputs {
       if (selected(j)) to[j] = static_cast<T>(value(j));
   }
 };
+
+// What a central sum of squares is divided by: W - W2 / W, or 0 where that is nothing but the rounding of a
+// state in reals of type S, as after a single observation.
+template <class S>
+double freedom(double w, double w2) {
+  double const f = w - w2 / w, noise = 4 * static_cast<double>(std::numeric_limits<S>::epsilon()) * w;
+  return -noise <= f && f <= noise ? 0 : f;
+}
 
 constexpr int moment_output(int row) { return OutMean + row; }
 constexpr int sum_output(int row) { return OutSum + row; }
@@ -129,16 +147,17 @@ void resume(Outputs<T> const& out, Job<T> const& job, Slot<T>& slot) {
   unsigned const rows = rows_in_use(job.family, job.order);
   double const w = slot.weight, w2 = slot.weight2;
   bool const user_mean = job.family == Family::user_mean;
+  double const free = w == 0 ? 0 : freedom<T>(w, w2);
   for (int r = Mean; r < RowCount; ++r) {
     if (!(rows & 1u << r)) continue;
     T const *moment = out.array(moment_output(r)), *sum = out.array(sum_output(r));
     // A single observation has a central sum, but no central moment 2 that it could be had from.
-    if (r == Central2 && w * w == w2 && sum) moment = nullptr;
+    if (r == Central2 && free == 0 && sum) moment = nullptr;
     double factor;
     if (r == Mean)
       factor = user_mean ? 1 : job.family == Family::fast ? (moment ? w : 1) : (moment ? 1 : 1 / w);
     else if (r == Central2)
-      factor = moment ? (w * w - w2) / w : 1;
+      factor = moment ? free : 1;
     else
       factor = moment ? w : 1;
     T const* from = moment ? moment : sum;
@@ -165,8 +184,8 @@ void resume_scatter(Outputs<T> const& out, int from, double w, double w2, T* s) 
   T const* a = out.array(from);
   Packing const packed = out.packing_of(from);
   ptrdiff_t const p = out.p;
-  double const freedom = w - w2 / w;
-  if (freedom == 0 && from != OutCrossProduct) { // a single observation, whose covariance is undefined
+  double const free = freedom<T>(w, w2);
+  if (free == 0 && from != OutCrossProduct) { // a single observation, whose covariance is undefined
     for (ptrdiff_t j = 0; j < p; ++j) std::fill_n(s + j * p, j + 1, T(0));
     return;
   }
@@ -174,15 +193,17 @@ void resume_scatter(Outputs<T> const& out, int from, double w, double w2, T* s) 
   for (ptrdiff_t j = p - 1; j >= 0; --j)
     for (ptrdiff_t i = j - 1; i >= 0; --i) {
       double x = static_cast<double>(a[place(packed, p, i, j)]);
-      if (from == OutCov) x *= freedom;
-      if (from == OutCor)
-        x *= root(static_cast<double>(a[place(packed, p, i, i)]) *
-                  static_cast<double>(a[place(packed, p, j, j)])) *
-             freedom;
+      if (from == OutCov) x *= free;
+      if (from == OutCor) {
+        double const variances[] = {static_cast<double>(a[place(packed, p, i, i)]),
+                                    static_cast<double>(a[place(packed, p, j, j)])};
+        // Constant so far: no correlation, but a product of 0.
+        x = variances[0] == 0 || variances[1] == 0 ? 0 : x * root(variances[0]) * root(variances[1]) * free;
+      }
       s[i + j * p] = static_cast<T>(x);
     }
   for (ptrdiff_t i = 0; i < p; ++i)
-    s[i + i * p] = static_cast<T>(a[place(packed, p, i, i)] * (from == OutCrossProduct ? 1 : freedom));
+    s[i + i * p] = static_cast<T>(a[place(packed, p, i, i)] * (from == OutCrossProduct ? 1 : free));
 }
 
 // Writes one matrix from S; `value(i, j)` with i <= j.
@@ -209,7 +230,7 @@ void write_matrix(Outputs<T> const& out, int output, F value) {
 template <class T>
 bool write_matrices(Outputs<T> const& out, unsigned asked, T const* s, double w, double w2) {
   ptrdiff_t const p = out.p;
-  T const g = w > 0 ? static_cast<T>(1 / (w - w2 / w)) : T(1);
+  double const g = w > 0 ? 1 / freedom<double>(w, w2) : 1;
   if (asked & bit(OutCor)) {
     Scratch<T> diagonal(2, p);
     if (!diagonal) return false;
@@ -217,11 +238,13 @@ bool write_matrices(Outputs<T> const& out, unsigned asked, T const* s, double w,
     for (ptrdiff_t i = 0; i < p; ++i) diagonal[i] = s[i + i * p];
     inverse_root(p, diagonal.get(), r);
     write_matrix(out, OutCor, [&](ptrdiff_t i, ptrdiff_t j) {
-      return i == j ? g * diagonal[i] : s[i + j * p] * r[i] * r[j];
+      return i == j ? static_cast<T>(g * static_cast<double>(diagonal[i])) : s[i + j * p] * r[i] * r[j];
     });
   }
   if (asked & bit(OutCov))
-    write_matrix(out, OutCov, [&](ptrdiff_t i, ptrdiff_t j) { return g * s[i + j * p]; });
+    write_matrix(out, OutCov, [&](ptrdiff_t i, ptrdiff_t j) {
+      return static_cast<T>(g * static_cast<double>(s[i + j * p]));
+    });
   if (asked & bit(OutCrossProduct))
     write_matrix(out, OutCrossProduct, [&](ptrdiff_t i, ptrdiff_t j) { return s[i + j * p]; });
   return true;
@@ -250,7 +273,9 @@ void write_ratios(Outputs<T> const& out) {
 template <class T>
 void write_rows(Outputs<T> const& out, Job<T> const& job, Slot<T> const& slot) {
   unsigned const rows = rows_in_use(job.family, job.order);
-  double const w = slot.weight, w2 = slot.weight2, unbiased = w / (w * w - w2);
+  double const w = slot.weight, unbiased = 1 / freedom<double>(w, slot.weight2);
+  // As the next block will see it.
+  bool const single = freedom<T>(static_cast<T>(w), static_cast<T>(slot.weight2)) == 0;
   bool const fast = job.family == Family::fast;
   for (int r = Mean; r <= Raw4; ++r) {
     if (!(rows & 1u << r)) continue;
@@ -281,7 +306,8 @@ void write_rows(Outputs<T> const& out, Job<T> const& job, Slot<T> const& slot) {
       bool const moment = out.array(moment_output(r)) != nullptr;
       if (moment)
         out.each(moment_output(r), [&](ptrdiff_t j) { return r == Central2 ? unbiased * x[j] : x[j] / w; });
-      if (out.array(sum_output(r)) && (!moment || out.wants(sum_output(r))))
+      bool const only_place = !moment || (r == Central2 && single);
+      if (out.array(sum_output(r)) && (only_place || out.wants(sum_output(r))))
         out.each(sum_output(r), [&](ptrdiff_t j) { return x[j]; });
     }
   }

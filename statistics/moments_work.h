@@ -164,10 +164,10 @@ void moments(Job<T> const& job, Slot<T>& slot, double* panel, ptrdiff_t first, p
     power_sums<2, false, false>(w, w, last - first, 0, sums);
     if (!(sums[0] > 0) && last - first > 1) {
       // Nothing, or weights that cancel each other: one by one.
-      for (ptrdiff_t i = first; i < last; ++i)
-        if (job.weights[i] != 0) moments(job, slot, panel, i, i + 1);
+      for (ptrdiff_t i = first; i < last; ++i) moments(job, slot, panel, i, i + 1);
       return;
     }
+    if (sums[0] == 0) return; // an observation that doesn't count
   }
   job.moments(job, slot, panel, first, last, Join(slot.weight, sums[0]));
   slot.weight += sums[0];
@@ -315,23 +315,26 @@ void worker(intptr_t thread, intptr_t, intptr_t threads, void* context) {
   work(job, thread, thread * share, thread + 1 == job.threads ? job.n : (thread + 1) * share);
 }
 
-// Folds b into a.
+// Folds b into a. Means of large data differ by what their low parts hold.
 template <class T>
 void merge(Job<T> const& job, Slot<T>& a, Slot<T> const& b) {
   if (b.weight == 0) return;
   ptrdiff_t const p = job.p;
   Join const weights(a.weight, b.weight);
+  bool const one_pass = job.family == Family::one_pass;
   auto const mean = [&](Slot<T> const& s, ptrdiff_t j) {
     return job.family == Family::fast ? (s.weight == 0 ? 0 : s.rows[Mean][j] / s.weight) : s.rows[Mean][j];
   };
-  if (a.scatter && b.scatter) {
-    double const f = a.weight * b.weight * weights.t;
+  auto const apart = [&](ptrdiff_t j) {
+    double const d = mean(a, j) - mean(b, j);
+    return one_pass ? d + (a.rows[MeanLow][j] - b.rows[MeanLow][j]) : d;
+  };
+  if (a.scatter && b.scatter)
     for (ptrdiff_t j = 0; j < p; ++j) {
-      double const dj = f * (mean(a, j) - mean(b, j));
+      double const dj = weights.both() * apart(j);
       for (ptrdiff_t i = 0; i <= j; ++i)
-        a.scatter[i + j * p] += static_cast<T>(b.scatter[i + j * p] + dj * (mean(a, i) - mean(b, i)));
+        a.scatter[i + j * p] += static_cast<T>(b.scatter[i + j * p] + dj * apart(i));
     }
-  }
   unsigned const rows = rows_in_use(job.family, job.order);
   bool const central3 = rows & 1u << Central3, central4 = rows & 1u << Central4;
   for (ptrdiff_t j = 0; j < p; ++j) {
@@ -342,7 +345,6 @@ void merge(Job<T> const& job, Slot<T>& a, Slot<T> const& b) {
         if (central3) c.c3 = s.rows[Central3][j];
         if (central4) c.c4 = s.rows[Central4][j];
       };
-      bool const one_pass = job.family == Family::one_pass;
       if (one_pass) {
         x.low = a.rows[MeanLow][j];
         y.low = b.rows[MeanLow][j];

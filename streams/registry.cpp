@@ -1,4 +1,5 @@
-// The registry of basic generators.
+// The registry of basic generators. The last two rows of the old table are in range but hold no generator: no
+// stream is made of them.
 #include "streams/abstract.h"
 #include "streams/stream.h"
 
@@ -66,7 +67,7 @@ namespace orv::streams {
 BrngProperties const* find_brng(int32_t number, uint32_t* sub) {
   uint32_t index, s;
   auto const* table = __rnqGetBrngBaseOffset(number, &index, &s);
-  if (__rnqIsBrngValid(table, index, s) != RnqOk) return nullptr;
+  if (__rnqIsBrngValid(table, index, s) != RnqOk || !table[index].initStream) return nullptr;
   if (sub) *sub = s;
   return table + index;
 }
@@ -86,17 +87,17 @@ ORV_EXPORT const BrngProperties* __rnqGetBrngBaseOffset(int32_t number, uint32_t
 }
 
 ORV_EXPORT int32_t __rnqIsBrngValid(const BrngProperties* table, uint32_t index, uint32_t sub) {
-  if (table == __RegBrngs) // the last two rows hold no generator
-    return index < legacy_rows && __RegBrngs[index].initStream ? RnqOk : RnqErrBadBrng;
+  if (table == __RegBrngs) return index < legacy_rows ? RnqOk : RnqErrBadBrng;
   if (index >= static_cast<uint32_t>(registered_count)) return RnqErrBadBrng;
   return sub < static_cast<uint32_t>(sub_stream_counts[index]) ? RnqOk : RnqErrBadBrng;
 }
 
 ORV_EXPORT int32_t __rnqGetBrngProperties(int32_t number, BrngProperties* properties) {
-  auto const* row = find_brng(number);
-  if (!row) return RnqErrBadBrng;
-  *properties = *row;
-  return RnqOk;
+  uint32_t index, sub;
+  auto const* table = __rnqGetBrngBaseOffset(number, &index, &sub);
+  int32_t const status = __rnqIsBrngValid(table, index, sub);
+  if (status == RnqOk) *properties = table[index];
+  return status;
 }
 
 ORV_EXPORT int32_t __rnqGetNumRegBrngs() { return registered_count; }

@@ -249,6 +249,7 @@ int32_t operate(RngStream* stream, int32_t method, int32_t n, const void* params
 ORV_EXPORT int32_t __rnqAllocateStream(RngStream** stream, const BrngProperties* table, int32_t brng,
                                        uint32_t index, uint32_t sub) {
   int32_t const status = __rnqIsBrngValid(table, index, sub);
+  if (status == RnqOk && !table[index].initStream) return RnqErrBadBrng; // an empty row of the old table
   return status == RnqOk ? allocate(stream, table[index], brng) : status;
 }
 

@@ -23,6 +23,37 @@ cmake --build "$work/build" >/dev/null
 "$work/build/c" >/dev/null
 "$work/build/cpp" >/dev/null
 
+# The examples in the headers' comments, as they stand there.
+example() { # HEADER FIRST LAST
+  sed -n "/^ \\*   .*$2/,/$3/s/^ \\*   //p" "$work/prefix/include/orv/$1"
+}
+{
+  echo '#include <orv/fitting.h>'
+  echo '#include <orv/streams.h>'
+  echo 'static int fit(void) {'
+  echo '  enum { n = 5, s = 2 };'
+  echo '  const double x[n] = {0, 1, 2, 3, 4}, y[n] = {1, 3, 5, 7, 9}, sites[s] = {0.5, 2.5};'
+  echo '  double coefficients[DFOrderCubic * (n - 1)], r[2 * s] = {0};'
+  example fitting.h 'DFTask. task' DeleteTask
+  echo '  return r[0] == 2 && r[1] == 2 && r[2] == 6 && r[3] == 2;'
+  echo '}'
+  echo 'static int draw(void) {'
+  echo '  enum { n = 3 };'
+  echo '  double r[n] = {-1, -1, -1};'
+  example streams.h 'RngStream. stream' DeleteStream
+  echo '  return r[0] > 0 && r[1] > 0 && r[2] > 0 && r[0] < 1 && r[0] != r[1];'
+  echo '}'
+  echo 'int main(void) { return !(fit() && draw()); }'
+} >"$work/headers.c"
+grep -q NewTask1D "$work/headers.c" && grep -q generateDouble "$work/headers.c"
+cat >>"$work/CMakeLists.txt" <<END
+add_executable(headers headers.c)
+target_link_libraries(headers orv::elementwise)
+END
+cmake --build "$work/build" >/dev/null
+"$work/build/headers"
+
+test -s "$(find "$work/prefix" -name streams.md)" # the documentation comes along
 directory=$(dirname "$(find "$work/prefix" -name orv.pc)")
 if command -v pkg-config >/dev/null; then
   # shellcheck disable=SC2046,SC2086

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing. Arguments: build (for ./run) or check (all).
 set -eu
-packages="g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsleef-dev libmpfr-dev libmpc-dev libboost-math-dev"
+packages="g++ cmake ninja-build ccache pkg-config libcli11-dev libfmt-dev libsleef-dev libmpfr-dev libmpc-dev"
+packages="$packages libboost-math-dev"
 if [ "${1:-build}" = check ]; then
-  packages="$packages gcc-multilib g++-multilib g++-mingw-w64-i686 googletest binutils python3 ccache"
+  packages="$packages gcc-multilib g++-multilib g++-mingw-w64-i686 googletest binutils python3"
   packages="$packages libboost-dev libboost-random-dev libgsl-dev librandom123-dev"
 fi
 missing=""

@@ -11,6 +11,8 @@
 #ifndef ORV_CORE_LINALG_H
 #define ORV_CORE_LINALG_H
 
+#include "orv/platform.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -23,11 +25,11 @@ extern "C" {
  * solve: with a factor, B (n by nrhs, overwritten by X); `trans` is 'N' for A X = B, 'T' for A' X = B.
  * tsv: both; nothing is solved when a pivot is zero. */
 #define ORV_TRIDIAGONAL(t, T)                                                                                \
-  void t##dttrfb_4dfl(const int* n, T* dl, T* d, const T* du, int* info);                                    \
-  void t##dttrsb_4dfl(const char* trans, const int* n, const int* nrhs, const T* dl, const T* d,             \
-                      const T* du, T* b, const int* ldb, int* info);                                         \
-  void t##dtsvb_4dfl(const int* n, const int* nrhs, T* dl, T* d, const T* du, T* b, const int* ldb,          \
-                     int* info);
+  void ORV_CALL t##dttrfb_4dfl(const int* n, T* dl, T* d, const T* du, int* info);                           \
+  void ORV_CALL t##dttrsb_4dfl(const char* trans, const int* n, const int* nrhs, const T* dl, const T* d,    \
+                               const T* du, T* b, const int* ldb, int* info);                                \
+  void ORV_CALL t##dtsvb_4dfl(const int* n, const int* nrhs, T* dl, T* d, const T* du, T* b, const int* ldb, \
+                              int* info);
 ORV_TRIDIAGONAL(d, double)
 ORV_TRIDIAGONAL(s, float)
 #undef ORV_TRIDIAGONAL
@@ -39,26 +41,28 @@ ORV_TRIDIAGONAL(s, float)
  *   trmm   B := alpha op(A) B or B op(A), A triangular; ptrmm the same with A packed by columns
  * C is not read where beta is 0. A vector with a negative increment starts at its far end. */
 #define ORV_GEMM(name, T)                                                                                    \
-  void name(const char* transa, const char* transb, const int* m, const int* n, const int* k,                \
-            const T* alpha, const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c,     \
-            const int* ldc)
+  void ORV_CALL name(const char* transa, const char* transb, const int* m, const int* n, const int* k,       \
+                     const T* alpha, const T* a, const int* lda, const T* b, const int* ldb, const T* beta,  \
+                     T* c, const int* ldc)
 #define ORV_GEMV(name, T)                                                                                    \
-  void name(const char* trans, const int* m, const int* n, const T* alpha, const T* a, const int* lda,       \
-            const T* x, const int* incx, const T* beta, T* y, const int* incy)
+  void ORV_CALL name(const char* trans, const int* m, const int* n, const T* alpha, const T* a,              \
+                     const int* lda, const T* x, const int* incx, const T* beta, T* y, const int* incy)
 #define ORV_SYR(name, T)                                                                                     \
-  void name(const char* uplo, const int* n, const T* alpha, const T* x, const int* incx, T* a, const int* lda)
+  void ORV_CALL name(const char* uplo, const int* n, const T* alpha, const T* x, const int* incx, T* a,      \
+                     const int* lda)
 #define ORV_SYRK(name, T)                                                                                    \
-  void name(const char* uplo, const char* trans, const int* n, const int* k, const T* alpha, const T* a,     \
-            const int* lda, const T* beta, T* c, const int* ldc)
+  void ORV_CALL name(const char* uplo, const char* trans, const int* n, const int* k, const T* alpha,        \
+                     const T* a, const int* lda, const T* beta, T* c, const int* ldc)
 #define ORV_SYMM(name, T)                                                                                    \
-  void name(const char* side, const char* uplo, const int* m, const int* n, const T* alpha, const T* a,      \
-            const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc)
+  void ORV_CALL name(const char* side, const char* uplo, const int* m, const int* n, const T* alpha,         \
+                     const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c,            \
+                     const int* ldc)
 #define ORV_TRMM(name, T)                                                                                    \
-  void name(const char* side, const char* uplo, const char* transa, const char* diag, const int* m,          \
-            const int* n, const T* alpha, const T* a, const int* lda, T* b, const int* ldb)
+  void ORV_CALL name(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, \
+                     const int* n, const T* alpha, const T* a, const int* lda, T* b, const int* ldb)
 #define ORV_PTRMM(name, T)                                                                                   \
-  void name(const char* side, const char* uplo, const char* transa, const char* diag, const int* m,          \
-            const int* n, const T* alpha, const T* ap, T* b, const int* ldb)
+  void ORV_CALL name(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, \
+                     const int* n, const T* alpha, const T* ap, T* b, const int* ldb)
 
 /* LAPACK:
  *   potrf  Cholesky factor of one triangle; `info` above 0 is the order of the minor that isn't positive
@@ -69,16 +73,17 @@ ORV_TRIDIAGONAL(s, float)
  *   spevd  the same for a packed triangle, vectors to Z; at least 1 + 6n + n n elements of `work` and
  *          3 + 5n of `iwork` with vectors, 2n and 1 without
  * A size of -1 asks for the sizes, which come in work[0] and iwork[0]. `info` above 0 of the last two means
- * that eigenvalues were not found within 30 n steps. */
-#define ORV_POTR(name, T) void name(const char* uplo, const int* n, T* a, const int* lda, int* info)
+ * that eigenvalues were not found within 30 n steps; it is n, and all of them are NaN, for a matrix that isn't
+ * finite. Residuals and orthogonality hold to a few n epsilon of the matrix's size, whatever its scale. */
+#define ORV_POTR(name, T) void ORV_CALL name(const char* uplo, const int* n, T* a, const int* lda, int* info)
 #define ORV_TRTRI(name, T)                                                                                   \
-  void name(const char* uplo, const char* diag, const int* n, T* a, const int* lda, int* info)
+  void ORV_CALL name(const char* uplo, const char* diag, const int* n, T* a, const int* lda, int* info)
 #define ORV_SYEV(name, T)                                                                                    \
-  void name(const char* jobz, const char* uplo, const int* n, T* a, const int* lda, T* w, T* work,           \
-            const int* lwork, int* info)
+  void ORV_CALL name(const char* jobz, const char* uplo, const int* n, T* a, const int* lda, T* w, T* work,  \
+                     const int* lwork, int* info)
 #define ORV_SPEVD(name, T)                                                                                   \
-  void name(const char* jobz, const char* uplo, const int* n, T* ap, T* w, T* z, const int* ldz, T* work,    \
-            const int* lwork, int* iwork, const int* liwork, int* info)
+  void ORV_CALL name(const char* jobz, const char* uplo, const int* n, T* ap, T* w, T* z, const int* ldz,    \
+                     T* work, const int* lwork, int* iwork, const int* liwork, int* info)
 
 #define ORV_LINALG(t, T)                                                                                     \
   ORV_GEMM(orv_blas_##t##gemm, T);                                                                           \

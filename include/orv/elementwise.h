@@ -55,6 +55,11 @@ typedef struct {
 #define ORV_PARAMETERS_STRIDED_linear_frac(T)                                                                \
   (int n, const T* a, int inca, const T* b, int incb, T scalea, T shifta, T scaleb, T shiftb, T* r, int incr)
 
+#define ORV_REAL_OF_c float
+#define ORV_REAL_OF_z double
+#define ORV_PARAMETERS_between(A, R) (int n, const A* a, R* r)
+#define ORV_PARAMETERS_STRIDED_between(A, R) (int n, const A* a, int inca, R* r, int incr)
+
 #define ORV_LEVEL_LA_s _21
 #define ORV_LEVEL_LA_d _50
 #define ORV_LEVEL_LA_c _21
@@ -93,6 +98,11 @@ extern "C" {
 #define ORV_DECLARE_two_results(x, name) ORV_DECLARE_real(x, name, two_results)
 #define ORV_DECLARE_scalar(x, name) ORV_DECLARE_real(x, name, scalar)
 #define ORV_DECLARE_linear_frac(x, name) ORV_DECLARE_real(x, name, linear_frac)
+#define ORV_DECLARE_between(x, name, A, R)                                                                   \
+  ORV_DECLARE_(x, name, ORV_PARAMETERS_between(A, R))                                                        \
+  ORV_DECLARE_(x, name##I, ORV_PARAMETERS_STRIDED_between(A, R))
+#define ORV_DECLARE_real_to_complex(x, name) ORV_DECLARE_between(x, name, ORV_REAL_OF_##x, ORV_TYPE_##x)
+#define ORV_DECLARE_complex_to_real(x, name) ORV_DECLARE_between(x, name, ORV_TYPE_##x, ORV_REAL_OF_##x)
 #define ORV_DECLARE_pack(x, name) /* in orv/pack.h */
 #define ORV_FUNCTION(x, name, form, slots, family, ha, la, ep) ORV_DECLARE_##form(x, name)
 #include "orv/functions.def"

@@ -7,6 +7,8 @@
 #ifndef ORV_MODE_H
 #define ORV_MODE_H
 
+#include "orv/platform.h"
+
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -65,46 +67,46 @@ typedef struct OrvErrorRecord {
   double arg2; /* equals arg1 in a one-operand function */
   double res1; /* may be changed by the callback: the element's final value */
   double res2;
-  char name[64]; /* such as "vsExp" */
+  char name[64]; /* v, the type, the function, and I in the strided form: "vsExp", "vdPowxI" */
   int32_t name_length;
   int32_t reserved;
   double arg1_im, arg2_im, res1_im, res2_im;
 } OrvErrorRecord;
 
 /* Returns 0 to go on with the other actions and the write-back, non-zero to leave the element as it is. */
-typedef int (*OrvErrorCallback)(OrvErrorRecord* record);
+typedef int(ORV_CALL* OrvErrorCallback)(OrvErrorRecord* record);
 
 /* The calling thread's mode word. */
-uint32_t orv_elw_kernel_GetMode(void);
+uint32_t ORV_CALL orv_elw_kernel_GetMode(void);
 /* Replaces each field of the mode that is not 0 in `mode`; returns the previous word. */
-uint32_t orv_elw_kernel_SetMode(uint32_t mode);
+uint32_t ORV_CALL orv_elw_kernel_SetMode(uint32_t mode);
 /* The slot of a kernel table for the thread's accuracy: 0 LA, 1 HA, 2 EP; M: for the accuracy in `mode`. */
-int32_t orv_elw_kernel_GetTTableIndex(void);
-int32_t orv_elw_kernel_GetTTableIndexM(uint32_t unused, uint32_t mode);
+int32_t ORV_CALL orv_elw_kernel_GetTTableIndex(void);
+int32_t ORV_CALL orv_elw_kernel_GetTTableIndexM(uint32_t unused, uint32_t mode);
 /* The status of the thread's last error; kernels never clear it. Set and Clear return the previous one. */
-int32_t orv_elw_kernel_GetErrStatus(void);
-int32_t orv_elw_kernel_SetErrStatus(int32_t status);
-int32_t orv_elw_kernel_ClearErrStatus(void);
+int32_t ORV_CALL orv_elw_kernel_GetErrStatus(void);
+int32_t ORV_CALL orv_elw_kernel_SetErrStatus(int32_t status);
+int32_t ORV_CALL orv_elw_kernel_ClearErrStatus(void);
 /* The thread's error callback. Setting one adds ORV_ERRMODE_CALLBACK to the mode, clearing removes it. */
-OrvErrorCallback orv_elw_kernel_GetErrorCallBack(void);
-OrvErrorCallback orv_elw_kernel_SetErrorCallBack(OrvErrorCallback callback);
-OrvErrorCallback orv_elw_kernel_ClearErrorCallBack(void);
+OrvErrorCallback ORV_CALL orv_elw_kernel_GetErrorCallBack(void);
+OrvErrorCallback ORV_CALL orv_elw_kernel_SetErrorCallBack(OrvErrorCallback callback);
+OrvErrorCallback ORV_CALL orv_elw_kernel_ClearErrorCallBack(void);
 /* Base of the whole vector while pieces of it are handed to kernels, so that errors are numbered in the
  * whole; null: numbers count from the array that a kernel got. Returns its argument. */
-const void* orv_elw_kernel_SetInterfInputVectorPointer(const void* base);
+const void* ORV_CALL orv_elw_kernel_SetInterfInputVectorPointer(const void* base);
 
-uint32_t _elwGetMode(void);
-uint32_t _elwSetMode(uint32_t mode);
-int32_t _elwGetErrStatus(void);
-int32_t _elwSetErrStatus(int32_t status);
-int32_t _elwClearErrStatus(void);
-OrvErrorCallback _elwGetErrorCallBack(void);
-OrvErrorCallback _elwSetErrorCallBack(OrvErrorCallback callback);
-OrvErrorCallback _elwClearErrorCallBack(void);
-const void* _elwSetInterfInputVectorPointer(const void* base);
+uint32_t ORV_CALL _elwGetMode(void);
+uint32_t ORV_CALL _elwSetMode(uint32_t mode);
+int32_t ORV_CALL _elwGetErrStatus(void);
+int32_t ORV_CALL _elwSetErrStatus(int32_t status);
+int32_t ORV_CALL _elwClearErrStatus(void);
+OrvErrorCallback ORV_CALL _elwGetErrorCallBack(void);
+OrvErrorCallback ORV_CALL _elwSetErrorCallBack(OrvErrorCallback callback);
+OrvErrorCallback ORV_CALL _elwClearErrorCallBack(void);
+const void* ORV_CALL _elwSetInterfInputVectorPointer(const void* base);
 
 /* The code of the processor class this library is built for: 9, AVX2 and FMA. */
-int dll_cpu_version(void);
+int ORV_CALL dll_cpu_version(void);
 
 #ifdef __cplusplus
 }

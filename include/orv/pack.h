@@ -12,19 +12,20 @@
 #define ORV_PACK_H
 
 #include "orv/elementwise.h"
+#include "orv/platform.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 #define ORV_DECLARE_PACK_(x, name, parameters, table_parameters)                                             \
-  typedef void(*orv_kernel_##x##name) table_parameters;                                                      \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;                                                 \
-  void _elw##x##name parameters;                                                                             \
-  void _elw##x##name##_HA parameters;                                                                        \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;                                                 \
-  extern const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3];                                      \
-  extern const float orv_elw_kernel_##x##name##_ctab[3];
+  typedef void(ORV_CALL * orv_kernel_##x##name) table_parameters;                                            \
+  void ORV_CALL ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;                                        \
+  void ORV_CALL _elw##x##name parameters;                                                                    \
+  void ORV_CALL _elw##x##name##_HA parameters;                                                               \
+  void ORV_CALL ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;                                        \
+  ORV_DATA const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3];                                    \
+  ORV_DATA const float orv_elw_kernel_##x##name##_ctab[3];
 #define ORV_DECLARE_PACKS(x, T)                                                                              \
   ORV_DECLARE_PACK_(x, PackI, (int64_t n, const T* a, int64_t inca, T* y),                                   \
                     (int64_t n, const T* a, int64_t inca, T* y, int32_t width))                              \

@@ -11,6 +11,8 @@
 #ifndef ORV_STATISTICS_H
 #define ORV_STATISTICS_H
 
+#include "orv/platform.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -64,6 +66,14 @@ enum {
 #define SSMeanAbsDeviation UINT64_C(0x400000000)
 #define SSPooledMean UINT64_C(0x800000000)
 #define SSGroupMeans UINT64_C(0x1000000000)
+
+/* The estimates that each entry serves. An entry leaves the others' arrays alone, whether asked or not, and
+ * returns 0 all the same: _rnqdSSBasic with SSQuantiles does nothing. No entry serves the rest yet. */
+#define SSEstimatesOfBasic                                                                                   \
+  (SSMean | SSRawMoment2 | SSRawMoment3 | SSRawMoment4 | SSCentralMoment2 | SSCentralMoment3 |               \
+   SSCentralMoment4 | SSKurtosis | SSSkewness | SSVariation | SSCovariance | SSCorrelation | SSSum |         \
+   SSRawSum2 | SSRawSum3 | SSRawSum4 | SSCentralSum2 | SSCentralSum3 | SSCentralSum4 | SSCrossProduct)
+#define SSEstimatesOfMinmax (SSMinimum | SSMaximum)
 
 /* Methods: bits of a 64-bit word. */
 #define SSMethodFast UINT64_C(0x1)
@@ -129,6 +139,29 @@ enum {
   SSNullPartialCovIndices = -4045,
   SSNullPartialCov = -4046,
   SSNullPartialCor = -4047,
+  SSNullMissingParams = -4048,
+  SSNullMissingParamCount = -4049,
+  SSBadMissingParamCount = -4050, /* not 5 */
+  SSBadMissingParams = -4051,     /* a parameter of the imputation */
+  SSNullMissingInitCount = -4052,
+  SSNullMissingInitEstimates = -4053,
+  SSNullMissingSimulated = -4054,
+  SSNullMissingSimulatedCount = -4055,
+  SSNullMissingEstimatesCount = -4056,
+  SSNullMissingEstimates = -4057,
+  SSBadMissingSimulatedCount = -4058,
+  SSBadMissingEstimatesCount = -4059,
+  SSNoMissingResults = -4060, /* neither simulated values nor estimates have a place */
+  SSNullMissingPriorCount = -4061,
+  SSNullMissingPriors = -4062,
+  SSBadMissingCount = -4063, /* not the number of missing values in the data */
+  SSNullStreamQuantileParamCount = -4064,
+  SSNullStreamQuantileParams = -4065,
+  SSBadStreamQuantileParamCount = -4066, /* not 1; null in an edit */
+  SSBadStreamQuantileParams = -4067,     /* the error bound */
+  SSNullStreamQuantileOrders = -4068,
+  SSBadStreamQuantileOrders = -4069, /* the count or an order */
+  SSNullStreamQuantiles = -4070,
   SSNullParamCor = -4071,
   SSEigenvaluesAtFloor = -4072,
   SSBadPartialCovIndices = -4073,
@@ -143,7 +176,20 @@ enum {
   SSNullMedianAbsDeviation = -4082,
   SSNullMeanAbsDeviation = -4083,
   SSNullSortedData = -4084,
-  SSSortInPlaceWithIndices = -4085
+  SSSortInPlaceWithIndices = -4085,
+  /* Numerical failures. */
+  SSRobustEigenFailed = -5000,
+  SSPartialFactorFailed = -5010,
+  SSPartialInverseFailed = -5011,
+  SSImputationFactorFailed = -5021,
+  SSImputationDrawFailed = -5022,
+  SSPosteriorDrawFailed = -5023,
+  SSPosteriorFactorFailed = -5024,
+  SSPosteriorInverseFailed = -5025,
+  SSCorrelationEigenFailed = -5030,
+  SSRankEigenFailed = -5040,
+  SSInverseFactorFailed = -5041,
+  SSInverseFailed = -5042
 };
 
 /* Parameter codes of the edit operations, each for the field of the task of the same name. */
@@ -319,8 +365,8 @@ typedef struct SSTask {
   void* mahDistances;
   void* mahBlock;
   const void* mahBlockSize;
-  intptr_t cleanupCount;                       /* entries used in cleanupList */
-  void (*cleanupList[8])(struct SSTask* task); /* each called with the task when it is deleted */
+  intptr_t cleanupCount;                               /* entries used in cleanupList */
+  void(ORV_CALL* cleanupList[8])(struct SSTask* task); /* each called with the task when it is deleted */
   void* sortedData;
   const void* sortedDataStorage;
   void* savedMean; /* owned: p means of the last block of the user-mean method */
@@ -329,18 +375,19 @@ typedef struct SSTask {
 /* Threads, given to every compute entry. Each function returns when all work is done; with one thread it
  * works on the caller's. A thread count of 0 leaves the choice to the service. A record address of null
  * stands for one thread. */
-typedef void (*SSWorker)(intptr_t first, intptr_t second, intptr_t threads, void* context);
+typedef void(ORV_CALL* SSWorker)(intptr_t first, intptr_t second, intptr_t threads, void* context);
 typedef struct SSThreadServices {
   /* worker(item index, thread index, unread, context) for each item */
-  void (*parallelFor)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
+  void(ORV_CALL* parallelFor)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
   /* worker(item index, thread index, thread count, context); it may call `serialized` */
-  void (*parallelForChunks)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
+  void(ORV_CALL* parallelForChunks)(intptr_t items, intptr_t threads, void* context, SSWorker worker);
   /* worker(thread index, unread, thread count, context) once on each of `threads` threads */
-  void (*parallelRegion)(intptr_t threads, void* context, SSWorker worker);
+  void(ORV_CALL* parallelRegion)(intptr_t threads, void* context, SSWorker worker);
   /* function(item index, thread index, thread count, context), one at a time */
-  void (*serialized)(intptr_t item, intptr_t thread, intptr_t threads, void* context, SSWorker function);
+  void(ORV_CALL* serialized)(intptr_t item, intptr_t thread, intptr_t threads, void* context,
+                             SSWorker function);
   /* threads that may be used */
-  int32_t (*maxThreads)(void);
+  int32_t(ORV_CALL* maxThreads)(void);
 } SSThreadServices;
 
 /* Creates a task. `dimension` (value above 0) is needed; `data` may be null and come by an edit, and then
@@ -348,62 +395,78 @@ typedef struct SSThreadServices {
  * if it was for want of memory, and untouched otherwise.
  * -4001 dimension, -4044 dataStorage null, -4002 observations, -4003 storage value, -4000 memory. */
 #define ORV_SS_NEW_TASK(t)                                                                                   \
-  int32_t __rnq##t##SSNewTask(SSTask** task, const void* dimension, const void* observations,                \
-                              const void* dataStorage, void* data, void* weights, const void* indices,       \
-                              intptr_t wideIntegers);                                                        \
-  int32_t __rnq##t##SSEditTask(SSTask* task, int64_t code, void* value);
+  int32_t ORV_CALL __rnq##t##SSNewTask(SSTask** task, const void* dimension, const void* observations,       \
+                                       const void* dataStorage, void* data, void* weights,                   \
+                                       const void* indices, intptr_t wideIntegers);                          \
+  int32_t ORV_CALL __rnq##t##SSEditTask(SSTask* task, int64_t code, void* value);
 ORV_SS_NEW_TASK(d)
 ORV_SS_NEW_TASK(s)
 #undef ORV_SS_NEW_TASK
 
 /* Frees what the task owns, runs its cleanup list and writes null to the handle. -4031: null address. A
  * handle that is null already is left alone. */
-int32_t __rnqSSDeleteTask(SSTask** task);
+int32_t ORV_CALL __rnqSSDeleteTask(SSTask** task);
 
 /* Sets the field of a code: __rnqiSSEditTask for integers and arrays of them, __rnqdSSEditTask and
  * __rnqsSSEditTask for all others. -4031 null task, -3 code unknown or of the other form, the field's own
  * status for a null value. */
-int32_t __rnqiSSEditTask(SSTask* task, int64_t code, const void* value);
+int32_t ORV_CALL __rnqiSSEditTask(SSTask* task, int64_t code, const void* value);
 
 /* Edits of several fields, named in the argument list. A null argument leaves its field as it is. */
 #define ORV_SS_EDITS(t)                                                                                      \
-  int32_t __rnq##t##SSEditMoments(SSTask* task, void* mean, void* rawMoment2, void* rawMoment3,              \
-                                  void* rawMoment4, void* centralMoment2, void* centralMoment3,              \
-                                  void* centralMoment4);                                                     \
-  int32_t __rnq##t##SSEditSums(SSTask* task, void* sum, void* rawSum2, void* rawSum3, void* rawSum4,         \
-                               void* centralSum2, void* centralSum3, void* centralSum4);                     \
-  int32_t __rnq##t##SSEditCovCor(SSTask* task, void* mean, void* cov, const void* covStorage, void* cor,     \
-                                 const void* corStorage);                                                    \
-  int32_t __rnq##t##SSEditCP(SSTask* task, void* mean, void* sum, void* crossProduct,                        \
-                             const void* crossProductStorage);                                               \
-  int32_t __rnq##t##SSEditPartialCovCor(SSTask* task, const void* partialCovIndices, void* cov,              \
-                                        const void* covStorage, void* cor, const void* corStorage,           \
-                                        void* partialCov, const void* partialCovStorage, void* partialCor,   \
-                                        const void* partialCorStorage);                                      \
-  int32_t __rnq##t##SSEditQuantiles(SSTask* task, const void* quantileOrderCount, void* quantileOrders,      \
-                                    void* quantiles, void* orderStats, const void* orderStatsStorage);       \
-  int32_t __rnq##t##SSEditStreamQuantiles(SSTask* task, const void* streamQuantileOrderCount,                \
-                                          void* streamQuantileOrders, void* streamQuantiles,                 \
-                                          const void* streamQuantileParamCount, void* streamQuantileParams); \
-  int32_t __rnq##t##SSEditPooledCovariance(SSTask* task, const void* pooledGroupIndices, void* pooledMean,   \
-                                           void* pooledCov, const void* groupIndices, void* groupMeans,      \
-                                           void* groupCov);                                                  \
-  int32_t __rnq##t##SSEditMtxParametrz(SSTask* task, void* cor, const void* corStorage, void* paramCor,      \
-                                       const void* paramCorStorage);                                         \
-  int32_t __rnq##t##SSEditRCov(SSTask* task, const void* robustCovStorage, const void* robustParamCount,     \
-                               void* robustParams, void* robustMean, void* robustCov);                       \
-  int32_t __rnq##t##SSEditOutDetect(SSTask* task, const void* outlierParamCount, void* outlierParams,        \
-                                    void* outlierWeights);                                                   \
-  int32_t __rnq##t##SSEditMissingVals(SSTask* task, const void* missingParamCount, void* missingParams,      \
-                                      const void* missingInitCount, void* missingInitEstimates,              \
-                                      const void* missingPriorCount, void* missingPriors,                    \
-                                      const void* missingSimulatedCount, void* missingSimulated,             \
-                                      const void* missingEstimatesCount, void* missingEstimates);
+  int32_t ORV_CALL __rnq##t##SSEditMoments(SSTask* task, void* mean, void* rawMoment2, void* rawMoment3,     \
+                                           void* rawMoment4, void* centralMoment2, void* centralMoment3,     \
+                                           void* centralMoment4);                                            \
+  int32_t ORV_CALL __rnq##t##SSEditSums(SSTask* task, void* sum, void* rawSum2, void* rawSum3,               \
+                                        void* rawSum4, void* centralSum2, void* centralSum3,                 \
+                                        void* centralSum4);                                                  \
+  int32_t ORV_CALL __rnq##t##SSEditCovCor(SSTask* task, void* mean, void* cov, const void* covStorage,       \
+                                          void* cor, const void* corStorage);                                \
+  int32_t ORV_CALL __rnq##t##SSEditCP(SSTask* task, void* mean, void* sum, void* crossProduct,               \
+                                      const void* crossProductStorage);                                      \
+  int32_t ORV_CALL __rnq##t##SSEditPartialCovCor(SSTask* task, const void* partialCovIndices, void* cov,     \
+                                                 const void* covStorage, void* cor, const void* corStorage,  \
+                                                 void* partialCov, const void* partialCovStorage,            \
+                                                 void* partialCor, const void* partialCorStorage);           \
+  int32_t ORV_CALL __rnq##t##SSEditQuantiles(SSTask* task, const void* quantileOrderCount,                   \
+                                             void* quantileOrders, void* quantiles, void* orderStats,        \
+                                             const void* orderStatsStorage);                                 \
+  int32_t ORV_CALL __rnq##t##SSEditStreamQuantiles(                                                          \
+      SSTask* task, const void* streamQuantileOrderCount, void* streamQuantileOrders, void* streamQuantiles, \
+      const void* streamQuantileParamCount, void* streamQuantileParams);                                     \
+  int32_t ORV_CALL __rnq##t##SSEditPooledCovariance(                                                         \
+      SSTask* task, const void* pooledGroupIndices, void* pooledMean, void* pooledCov,                       \
+      const void* groupIndices, void* groupMeans, void* groupCov);                                           \
+  int32_t ORV_CALL __rnq##t##SSEditMtxParametrz(SSTask* task, void* cor, const void* corStorage,             \
+                                                void* paramCor, const void* paramCorStorage);                \
+  int32_t ORV_CALL __rnq##t##SSEditRCov(SSTask* task, const void* robustCovStorage,                          \
+                                        const void* robustParamCount, void* robustParams, void* robustMean,  \
+                                        void* robustCov);                                                    \
+  int32_t ORV_CALL __rnq##t##SSEditOutDetect(SSTask* task, const void* outlierParamCount,                    \
+                                             void* outlierParams, void* outlierWeights);                     \
+  int32_t ORV_CALL __rnq##t##SSEditMissingVals(                                                              \
+      SSTask* task, const void* missingParamCount, void* missingParams, const void* missingInitCount,        \
+      void* missingInitEstimates, const void* missingPriorCount, void* missingPriors,                        \
+      const void* missingSimulatedCount, void* missingSimulated, const void* missingEstimatesCount,          \
+      void* missingEstimates);
 ORV_SS_EDITS(d)
 ORV_SS_EDITS(s)
 #undef ORV_SS_EDITS
 
-/* Moments, sums, covariance, correlation, cross-products of a block. `method` is one of
+/* Moments, sums, covariance, correlation, cross-products of a block: the estimates SSEstimatesOfBasic. With
+ * weights w (all 1 without), W = sum w, W2 = sum w^2, and d the difference from the mean m = sum w x / W:
+ *   SSRawMoment k      sum w x^k / W              SSRawSum k       sum w x^k
+ *   SSCentralMoment2   sum w d^2 / (W - W2 / W)   SSCentralSum k   sum w d^k
+ *                      without weights the variance of a sample, n - 1 below the line
+ *   SSCentralMoment3   sum w d^3 / W              SSCentralMoment4   sum w d^4 / W
+ *   SSSkewness         central moment 3 / (central moment 2)^1.5
+ *   SSKurtosis         central moment 4 / (central moment 2)^2 - 3
+ *   SSVariation        root of central moment 2 / m
+ *   SSCovariance       sum w d_i d_j / (W - W2 / W)   SSCrossProduct   sum w d_i d_j
+ *   SSCorrelation      covariance / root of the product of both variances
+ * Skewness and kurtosis thus have the variance of a sample below the line. Without weights, g1 and g2 of the
+ * population are n^1.5 / (n - 1)^1.5 times the skewness, and n^2 / (n - 1)^2 times (kurtosis + 3), less 3.
+ * `method` is one of
  *   SSMethodFast         sums of powers, in one pass; central estimates lose digits when the mean is large
  *                        against the spread
  *   SSMethodOnePass      updates of mean and central sums; keeps the digits
@@ -418,14 +481,22 @@ ORV_SS_EDITS(s)
  * deviation, over 1e7 + {0.1, 0.2, 0.3} and 1e9 + the same: One-pass 15.8 and 16, User-mean 15.8 and 12.9,
  * Fast none. One-pass follows Chan, Golub and LeVeque 1983 and Pebay 2008.
  * A first block of a single observation leaves no variance to go on from; the next block takes it as 0, or
- * from `centralSum2` if that is given. */
-int32_t _rnqdSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
-int32_t _rnqsSSBasic(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+ * from `centralSum2` if that is given. Observations of weight 0 don't count. `accumWeights` carries the sum of
+ * squared weights: weights below 1e-154 (1e-19 in the `s` family) lose it, and variances then divide by the sum
+ * of weights alone.
+ * Once a matrix is asked for, every matrix among `cov`, `cor` and `crossProduct` that has an array and a storage
+ * is brought up to date, and the next block goes on from the first of crossProduct, cov, cor that is there. */
+int32_t ORV_CALL _rnqdSSBasic(SSTask* task, uint64_t estimates, uint64_t method,
+                              const SSThreadServices* services);
+int32_t ORV_CALL _rnqsSSBasic(SSTask* task, uint64_t estimates, uint64_t method,
+                              const SSThreadServices* services);
 
 /* Lowers `minimum` and raises `maximum` by a block. The arrays hold the running result on entry; the caller
  * initialises them. A NaN observation changes nothing. Statuses: -4044, -4003, -4015, -4016, -4029. */
-int32_t _rnqdSSMinmax(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
-int32_t _rnqsSSMinmax(SSTask* task, uint64_t estimates, uint64_t method, const SSThreadServices* services);
+int32_t ORV_CALL _rnqdSSMinmax(SSTask* task, uint64_t estimates, uint64_t method,
+                               const SSThreadServices* services);
+int32_t ORV_CALL _rnqsSSMinmax(SSTask* task, uint64_t estimates, uint64_t method,
+                               const SSThreadServices* services);
 
 #ifdef __cplusplus
 }

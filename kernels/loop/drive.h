@@ -10,7 +10,8 @@
 //   eval(x [, y], lanes)                    in place of eval and special, where the test needs values from within
 //   repair(x [, y], r [, r2]) -> status     the scalar answer for one lane                  (with special)
 //   far(x [, y], r, lanes) -> lanes         a second vector path, too long for all lanes: answers marked lanes and
-//                                           no others, and returns those that are left      (optional)
+//                                           no others, and returns those that are left; its body is
+//                                           a function of its own, out of the loop            (optional)
 //   settle(x, r, lanes) -> lanes            with errors switched off: answers lanes in the vector and
 //                                           returns those that are left                     (optional)
 //   static constexpr int unroll;            vectors in a block, if not as many as usual     (optional)
@@ -129,14 +130,6 @@ template <class K, class A, class B, class R1, class R2>
     block.r = Lanes<Result>::load(lr1);
 }
 
-// The second vector path, apart from the loop.
-template <class K>
-[[gnu::noinline]] unsigned far_lanes(K const& k, unsigned lanes, Block<K>& block) {
-  if constexpr (K::operands == 2)
-    return k.far(block.a, block.b, block.r, lanes);
-  else
-    return k.far(block.a, block.r, lanes);
-}
 template <class K>
 concept has_far = requires {
   &K::far;
@@ -148,9 +141,13 @@ ORV_INLINE void finish(K const& k, int i, Block<K>& block, unsigned lanes, A con
                        R1 const& r1, R2 const& r2, bool errors_off, const char* name) {
   if constexpr (has_special<K>)
     if (lanes) {
+      if constexpr (has_far<K> && K::operands == 2)
+        lanes = k.far(block.a, block.b, block.r, lanes);
+      else if constexpr (has_far<K>)
+        lanes = k.far(block.a, block.r, lanes);
+      if (has_far<K> && !lanes) return;
       Block<K> copy = block;
-      if constexpr (has_far<K>) lanes = far_lanes(k, lanes, copy);
-      if (lanes) repair_lanes(k, lanes, i, copy, a, b, r1, r2, errors_off, name);
+      repair_lanes(k, lanes, i, copy, a, b, r1, r2, errors_off, name);
       block = copy;
     }
 }

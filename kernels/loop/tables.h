@@ -73,6 +73,11 @@ struct Entry<K, Form::unary, name> {
 };
 
 template <class K, Name name>
+struct Entry<K, Form::real_to_complex, name> : Entry<K, Form::unary, name> {};
+template <class K, Name name>
+struct Entry<K, Form::complex_to_real, name> : Entry<K, Form::unary, name> {};
+
+template <class K, Name name>
 struct Entry<K, Form::binary, name> {
   using A = typename K::Operand;
   using R = typename K::Result;

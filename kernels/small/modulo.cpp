@@ -46,9 +46,10 @@ struct Significand {
   }
 };
 
-// |a| mod |b| for |a| above |b|, by long division; `odd` is the last bit of the quotient.
+// |a| mod |b| for |a| above |b|, by long division; `odd` is the last bit of the quotient. Returns bits: a function
+// of 32-bit code returns a float on the x87 stack, which raises that unit's denormal flag.
 template <class T>
-T long_division(T a, T b, bool& odd) {
+simd::UnsignedOf<T> long_division(T a, T b, bool& odd) {
   constexpr int bits = simd::Format<T>::mantissa_bits;
   constexpr auto lead = simd::UnsignedOf<T>{1} << bits;
   Significand<T> x(scalar::magnitude(a)), y(scalar::magnitude(b));
@@ -59,15 +60,14 @@ T long_division(T a, T b, bool& odd) {
     if (steps == 0) break;
     m <<= 1;
   }
-  if (m == 0) return T(0);
+  if (m == 0) return 0;
   int e = y.e;
   while (!(m & lead)) {
     m <<= 1;
     --e;
   }
-  if (e > 0)
-    return scalar::from_bits<T>((m & simd::mantissa_mask<T>) | static_cast<simd::UnsignedOf<T>>(e) << bits);
-  return scalar::from_bits<T>(m >> (1 - e)); // a denormal; the bits shifted out are 0
+  if (e > 0) return (m & simd::mantissa_mask<T>) | static_cast<simd::UnsignedOf<T>>(e) << bits;
+  return m >> (1 - e); // a denormal; the bits shifted out are 0
 }
 
 template <class T>
@@ -106,7 +106,7 @@ struct Fmod : Modulo<T> {
       r = scalar::opaque(a) * T(0);
     } else {
       bool odd;
-      r = scalar::with_sign(long_division(a, b, odd), a);
+      r = scalar::with_sign(scalar::from_bits<T>(long_division(a, b, odd)), a);
     }
     return ORV_STATUS_OK;
   }
@@ -154,7 +154,7 @@ struct Remainder : Modulo<T> {
       r = can_double && y >= 2 * x ? a : negative_part(x - y, a);
     } else {
       bool odd;
-      T t = long_division(a, b, odd);
+      T t = scalar::from_bits<T>(long_division(a, b, odd));
       // 2 t against |b| without leaving the range: t against |b| - t, which is exact where it matters.
       T const rest = y - t;
       if (t > rest || (t == rest && odd)) t = t - y;
@@ -165,7 +165,7 @@ struct Remainder : Modulo<T> {
 
  private:
   // v, its sign turned where a is negative.
-  static T negative_part(T v, T a) { return scalar::negative(a) ? -v : v; }
+  ORV_INLINE static T negative_part(T v, T a) { return scalar::negative(a) ? -v : v; }
 };
 
 } // namespace

@@ -5,13 +5,21 @@ expect 0 '^0\.75$' random --brng sobol --dimension 2 --n 3
 expect 1 "no generator 'XYZ'; there are MCG31M1" random --brng XYZ
 expect 1 'member of MT2203: 6024 is above 6023' random --brng MT2203:6024
 expect 1 'R250 has no members' random --brng R250:1
+for n in -3 1.5 99999999999999999999 3x; do expect 1 '^orv: --n: ' random --n "$n"; done
+expect_streams 0 '' '' random --n 0
+expect_streams 0 '' '' random --n 0x0
+[ ! -c /dev/full ] || [ -n "$emulator" ] || expect 1 'writing to /dev/full failed' random --out /dev/full
 expect 1 "'1.5' is not a whole number" random --seed 1.5
 expect 1 '4294967296 is above 4294967295' random --seed 4294967296
+expect 1 'length must be finite' random --interval=-1e308,1e308
+expect 1 'length must be finite' random --type s --interval 0,1e39
 expect 1 '1 is not below 1' random --interval 1,1
 expect 1 'two numbers, A,B' random --interval 1
 expect 1 'cannot skip ahead' random --brng MT2203 --skip 10
 expect 1 'no leapfrog' random --brng MT19937 --leapfrog 0,2
 expect 1 'stream 2 is not one of 2' random --leapfrog 2,2
+expect 1 'Sobol and Niederr have none' random --brng Sobol --seed 1
+expect 1 'dimension is for Sobol' random --dimension 2
 expect 1 'not from 1 to 40' random --brng Sobol --dimension 41
 expect 1 'cannot open /no/such/file' random --out /no/such/file
 expect 1 'the file cannot be opened' random --load /no/such/file

@@ -8,6 +8,7 @@ for method in fast one-pass user-mean; do
 done
 expect 0 '^Ozone +116 +42\.1293' stats --columns Ozone --skip-missing "$data/airquality.csv"
 expect 1 'airquality.csv:6: the cell of column Ozone is missing' stats "$data/airquality.csv"
+[ "$("$orv" stats "$data/faithful.csv" | awk '{ print length }' | sort -u | wc -l)" = 1 ] || fail "columns of a table that do not align"
 printf 'x,w\n1,1\n2,0\n4,3\n' >"$work/weighted.csv"
 expect 0 '^x,3,3\.25,2\.1213203435596424,' stats --csv --weights w "$work/weighted.csv"
 expect 0 '^x +3 .* 1 +4$' stats --weights w "$work/weighted.csv"
@@ -20,5 +21,28 @@ printf 'x\n' >"$work/none.csv"
 expect 1 'none.csv: there are no rows to summarize' stats "$work/none.csv"
 expect 1 'no column beside the weights' stats --weights x "$work/none.csv"
 expect 1 'standard input can be read once' stats --method user-mean -
+printf '"a,b",c\n1,nan\n2,3\n4,8\n' >"$work/comma.csv"
+heading='column,count,mean,sd,skewness,kurtosis,min,max'
+expect_streams 0 "$heading"$'\n"a,b",2,3,1.4142135623730951,0,-2.75,2,4\nc,2,5.5,3.5355339059327378,0,-2.75,3,8
+
+correlation,"a,b",c\n"a,b",1,1\nc,1,1' 'comma.csv: 1 rows' stats --csv --cor --skip-missing "$work/comma.csv"
+expect_streams 0 "$heading"$'\nx,1,7,nan,nan,nan,7,7' '' stats --csv - < <(printf 'x\n7\n')
+expect_streams 0 "$heading"$'\n1,2,2,1.4142135623730951,0,-2.75,1,3\n2,2,3,1.4142135623730951,0,-2.75,2,4' '' \
+  stats --csv --no-header "$work/bare.csv"
+expect 0 'the first line, 1,2, was taken as column names' stats --method user-mean "$work/bare.csv"
+# What is read of a pipe is told in bytes, as its size isn't known.
+expect_streams 0 "$heading"$'\nx,200001,2,0,nan,nan,2,2' '^statistics: 1\.6 MB, ' \
+  stats --csv --block 2000 - < <(printf 'x\n' && yes 2.00000 | head -n 200000 && sleep 1.3 && printf '2\n')
+# More columns than a matrix has room for.
+wide() {
+  python3 -c "print(','.join(f'c{i}' for i in range(20000)))
+for r in range(3): print(','.join(str(i % (r + 7)) for i in range(20000)))"
+}
+if [ -z "$emulator" ] && ! grep -q __asan_init "$orv"; then # which reserve more
+  limit=$(ulimit -S -v)
+  ulimit -S -v 3000000
+  expect_streams 1 '' '^orv: there is not enough memory for the correlation matrix of 20000 columns$' stats --cor - < <(wide 2>/dev/null)
+  ulimit -S -v "$limit"
+fi
 expect 2 'not in' stats --method slow "$data/nile.csv"
 expect 2 'block' stats --block 0 "$data/nile.csv"

@@ -79,6 +79,25 @@ TYPED_TEST(Blas, Gemm) {
         }
 }
 
+// One matrix as both operands, in all four ways to read it.
+TYPED_TEST(Blas, GemmOfAMatrixWithItself) {
+  using T = TypeParam;
+  for (int n : {5, 40, 130})
+    for (char ta : {'n', 't'})
+      for (char tb : {'n', 't'}) {
+        Matrix<T> a(n, n, 1), c(n, n, 2);
+        auto const before = c;
+        T const one = 1, zero = 0;
+        Linalg<T>::gemm(&ta, &tb, &n, &n, &n, &one, a.data(), &a.ld, a.data(), &a.ld, &zero, c.data(), &c.ld);
+        expect_matrix(c, before, 8 * this->eps * (n + 1), "square", [&](int i, int j) {
+          double sum = 0;
+          for (int k = 0; k < n; ++k)
+            sum += double(ta == 'n' ? a(i, k) : a(k, i)) * (tb == 'n' ? a(k, j) : a(j, k));
+          return sum;
+        });
+      }
+}
+
 TYPED_TEST(Blas, RankUpdatesTouchOneTriangle) {
   using T = TypeParam;
   for (int n : {0, 1, 2, 13, 50, 205})

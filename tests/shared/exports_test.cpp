@@ -223,7 +223,7 @@ TEST(Loading, AMissingCoreLibraryEndsInAMessage) {
     reinterpret_cast<uint32_t (*)()>(dlsym(handle, "orv_elw_kernel_GetMode"))(); // reads the environment
     std::exit(97);
   };
-  EXPECT_EXIT(use(), ::testing::ExitedWithCode(3), "core library.*orv_serv_lock");
+  EXPECT_EXIT(use(), ::testing::ExitedWithCode(3), "orv: the core library cannot be loaded: .*liborv_core.so.2");
   fs::remove_all(place);
 }
 

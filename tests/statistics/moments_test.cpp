@@ -1,5 +1,5 @@
 #include "orv/mode.h"
-#include "tests/statistics/support.h"
+#include "tests/statistics/expect.h"
 
 #include <fstream>
 #include <limits>
@@ -11,163 +11,6 @@ template <class T>
 class Moments : public ::testing::Test {};
 using Reals = ::testing::Types<double, float>;
 TYPED_TEST_SUITE(Moments, Reals);
-
-template <class T>
-Data<T> random_data(int n, int p, int layout, bool weighted, double offset = 0) {
-  Data<T> d(n, p, layout);
-  std::mt19937 random(static_cast<unsigned>(n * 31 + p));
-  auto const next = [&] { return static_cast<int>(random() % 2001) - 1000; };
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < p; ++j)
-      d(i, j) = static_cast<T>(next() / T(256) + offset + (j ? d(i, j - 1) / 2 : 0));
-  if (weighted)
-    for (int i = 0; i < n; ++i) d.weights.push_back(static_cast<T>(random() % 5) / 2);
-  return d;
-}
-
-// Expected value of a moment-like result.
-template <class T>
-long double expected(Reference<T> const& r, int result, int j) {
-  using R = Results<T>;
-  long double const c2 = r.central2(j);
-  switch (result) {
-  case R::Mean:
-    return r.mean[j];
-  case R::Raw2:
-    return r.raw[2][j] / r.w;
-  case R::Raw3:
-    return r.raw[3][j] / r.w;
-  case R::Raw4:
-    return r.raw[4][j] / r.w;
-  case R::Central2:
-    return c2;
-  case R::Central3:
-    return r.central[3][j] / r.w;
-  case R::Central4:
-    return r.central[4][j] / r.w;
-  case R::Kurtosis:
-    return r.central[4][j] / r.w / (c2 * c2) - 3;
-  case R::Skewness:
-    return r.central[3][j] / r.w / sqrtl(c2 * c2 * c2);
-  case R::Variation:
-    return sqrtl(c2) / r.mean[j];
-  case R::Sum:
-    return r.raw[1][j];
-  case R::RawSum2:
-    return r.raw[2][j];
-  case R::RawSum3:
-    return r.raw[3][j];
-  case R::RawSum4:
-    return r.raw[4][j];
-  case R::CentralSum2:
-    return r.central[2][j];
-  case R::CentralSum3:
-    return r.central[3][j];
-  default:
-    return r.central[4][j];
-  }
-}
-
-// Size against which an error is measured: what would be there without cancellation.
-template <class T>
-long double magnitude(Data<T> const& d, Reference<T> const& r, int result, int j) {
-  using R = Results<T>;
-  long double deviation = sqrtl(r.central2(j)), size = fabsl(r.mean[j]) + deviation, w = fabsl(r.w);
-  (void)d;
-  switch (result) {
-  case R::Mean:
-    return size;
-  case R::Sum:
-    return size * w;
-  case R::Raw2:
-  case R::Central2:
-    return size * size;
-  case R::RawSum2:
-  case R::CentralSum2:
-    return size * size * w;
-  case R::Raw3:
-  case R::Central3:
-    return powl(size, 3) * 2;
-  case R::RawSum3:
-  case R::CentralSum3:
-    return powl(size, 3) * w * 2;
-  case R::Raw4:
-  case R::Central4:
-    return powl(size, 4) * 4;
-  case R::RawSum4:
-  case R::CentralSum4:
-    return powl(size, 4) * w * 4;
-  case R::Kurtosis:
-    return powl(size / deviation, 4) * 8;
-  case R::Skewness:
-    return powl(size / deviation, 3) * 8;
-  default:
-    return size / fabsl(r.mean[j]) * (size / fabsl(r.mean[j]) + size / deviation);
-  }
-}
-
-template <class T>
-void expect_results(Data<T> const& d, Results<T>& got, uint64_t estimates, double bound,
-                    std::string const& what) {
-  using R = Results<T>;
-  static constexpr uint64_t bits[] = {SSMean,
-                                      SSRawMoment2,
-                                      SSRawMoment3,
-                                      SSRawMoment4,
-                                      SSCentralMoment2,
-                                      SSCentralMoment3,
-                                      SSCentralMoment4,
-                                      SSKurtosis,
-                                      SSSkewness,
-                                      SSVariation,
-                                      SSSum,
-                                      SSRawSum2,
-                                      SSRawSum3,
-                                      SSRawSum4,
-                                      SSCentralSum2,
-                                      SSCentralSum3,
-                                      SSCentralSum4};
-  Reference<T> const r(d);
-  double const limit = bound * std::numeric_limits<T>::epsilon();
-  for (int k = 0; k < R::Count; ++k) {
-    if (!(estimates & bits[k])) continue;
-    for (int j = 0; j < d.p; ++j) {
-      if (!d.selected(j)) {
-        ASSERT_EQ(got.arrays[k][j], R::mark) << what << " result " << k << " of a variable that is left out";
-        continue;
-      }
-      ASSERT_NEAR(got.arrays[k][j], static_cast<double>(expected(r, k, j)),
-                  static_cast<double>(limit * magnitude(d, r, k, j)))
-          << what << " result " << k << " variable " << j;
-    }
-  }
-  auto const matrix = [&](uint64_t estimate, std::vector<T> const& a, int storage, auto value) {
-    if (!(estimates & estimate)) return;
-    for (int i = 0; i < d.p; ++i)
-      for (int j = 0; j < d.p; ++j) {
-        T const x = a[R::place(storage, d.p, i, j)];
-        if (!d.selected(i) || !d.selected(j)) {
-          ASSERT_EQ(x, R::mark);
-          continue;
-        }
-        long double const si = sqrtl(fabsl(r.s[i * d.p + i])), sj = sqrtl(fabsl(r.s[j * d.p + j]));
-        long double const mi = fabsl(r.mean[i]) * sqrtl(r.w) + si, mj = fabsl(r.mean[j]) * sqrtl(r.w) + sj;
-        auto const [exact, scale] = value(i, j, si * sj, mi * mj);
-        ASSERT_NEAR(x, static_cast<double>(exact), static_cast<double>(limit * scale))
-            << what << " matrix " << i << "," << j;
-      }
-  };
-  using L = long double;
-  matrix(SSCrossProduct, got.cross, got.cross_storage,
-         [&](int i, int j, L, L size) { return std::pair<L, L>(r.s[i * d.p + j], size); });
-  matrix(SSCovariance, got.cov, got.cov_storage, [&](int i, int j, L, L size) {
-    return std::pair<L, L>(r.s[i * d.p + j] / r.freedom(), size / r.freedom());
-  });
-  matrix(SSCorrelation, got.cor, got.cor_storage, [&](int i, int j, L unit, L size) {
-    return i == j ? std::pair<L, L>(r.central2(i), size / r.freedom())
-                  : std::pair<L, L>(r.s[i * d.p + j] / unit, size / unit);
-  });
-}
 
 struct Setting {
   uint64_t method;
@@ -201,7 +44,7 @@ std::vector<int> cut(int n, int blocks) {
 
 template <class T>
 void check(Setting const& s, int n, int p, uint64_t estimates, double bound) {
-  Data<T> d = random_data<T>(n, p, s.layout, s.weighted, 3);
+  Data<T> d = sample_data<T>(n, p, s.layout, s.weighted, 3);
   if (s.indexed)
     for (int j = 0; j < p; ++j) d.indices.push_back(j % 3 != 1);
   Results<T> got(p, s.storage);
@@ -256,7 +99,7 @@ TYPED_TEST(Moments, EachEstimateAlone) {
     for (uint64_t method : {SSMethodFast, SSMethodOnePass, SSMethodFastUserMean})
       for (uint64_t estimate = 1; estimate <= SSCrossProduct; estimate *= 2) {
         if (!(everything & estimate)) continue;
-        Data<T> const d = random_data<T>(777, 6, layout, false, 1);
+        Data<T> const d = sample_data<T>(777, 6, layout, false, 1);
         Results<T> got(6);
         if (method == SSMethodFastUserMean) {
           if (estimate == SSMean || estimate == SSSum) continue;
@@ -277,7 +120,7 @@ TYPED_TEST(Moments, AnyCutGivesTheSame) {
     for (int layout : {SSStorageRows, SSStorageCols})
       for (bool weighted : {false, true})
         for (int first = 0; first < n; ++first) { // 0: every observation a block of its own
-          Data<T> d = random_data<T>(n, 3, layout, weighted, 2);
+          Data<T> d = sample_data<T>(n, 3, layout, weighted, 2);
           if (weighted) d.weights[0] = T(1.5);
           Results<T> got(3);
           Reference<T> const r(d);
@@ -299,7 +142,7 @@ TYPED_TEST(Moments, StateLivesInSumsOrMoments) {
   using T = TypeParam;
   using R = Results<T>;
   for (uint64_t method : {SSMethodFast, SSMethodOnePass}) {
-    Data<T> const d = random_data<T>(500, 4, SSStorageCols, true, 2);
+    Data<T> const d = sample_data<T>(500, 4, SSStorageCols, true, 2);
     auto const at = cut(500, 4);
     auto const run = [&](R& got, uint64_t estimates) {
       for (size_t b = 0; b + 1 < at.size(); ++b)
@@ -326,7 +169,7 @@ TYPED_TEST(Moments, StateLivesInSumsOrMoments) {
 
 TYPED_TEST(Moments, MatricesGoOnFromWhicheverIsThere) {
   using T = TypeParam;
-  Data<T> const d = random_data<T>(600, 7, SSStorageRows, false, 4);
+  Data<T> const d = sample_data<T>(600, 7, SSStorageRows, false, 4);
   auto const at = cut(600, 3);
   for (uint64_t method : {SSMethodFast, SSMethodOnePass})
     for (uint64_t estimate : {SSCovariance, SSCorrelation, SSCrossProduct, SSCovariance | SSCorrelation})
@@ -344,7 +187,7 @@ TYPED_TEST(Moments, ManyVariables) {
   for (bool weighted : {false, true})
     for (int layout : {SSStorageRows, SSStorageCols})
       for (uint64_t method : {SSMethodFast, SSMethodOnePass}) {
-        Data<T> const d = random_data<T>(150, 190, layout, weighted, 1);
+        Data<T> const d = sample_data<T>(150, 190, layout, weighted, 1);
         Results<T> got(190);
         ASSERT_EQ(got.compute(d, SSMean | SSCovariance | SSCorrelation, method, Services(3)), 0);
         expect_results(d, got, SSMean | SSCovariance | SSCorrelation, 60, "many variables");
@@ -359,7 +202,7 @@ TYPED_TEST(Moments, ManyVariables) {
 TYPED_TEST(Moments, FromSums) {
   using T = TypeParam;
   using R = Results<T>;
-  Data<T> const d = random_data<T>(300, 5, SSStorageCols, true, 2);
+  Data<T> const d = sample_data<T>(300, 5, SSStorageCols, true, 2);
   for (uint64_t method : {SSMethodFromSums, SSMethodFromSumsB, SSMethodFromSums | SSMethodFromSumsB}) {
     R got(5, SSMatrixLowerPacked);
     ASSERT_EQ(got.compute(d, all_sums | SSMean | SSCrossProduct, SSMethodOnePass, Services(1)), 0);
@@ -369,7 +212,7 @@ TYPED_TEST(Moments, FromSums) {
     expect_results(d, got, all_moments | SSCovariance | SSCorrelation, 60, "from sums");
   }
   // Without accumulated weights, every observation counts 1.
-  Data<T> const plain = random_data<T>(300, 5, SSStorageCols, false, 2);
+  Data<T> const plain = sample_data<T>(300, 5, SSStorageCols, false, 2);
   R got(5);
   ASSERT_EQ(got.compute(plain, all_sums | SSMean | SSCrossProduct, SSMethodOnePass, Services(1)), 0);
   got.task->accumWeights = nullptr;
@@ -379,7 +222,7 @@ TYPED_TEST(Moments, FromSums) {
 
 TYPED_TEST(Moments, FirstBlocksAndFreshCalls) {
   using T = TypeParam;
-  Data<T> d = random_data<T>(50, 3, SSStorageCols, true, 2);
+  Data<T> d = sample_data<T>(50, 3, SSStorageCols, true, 2);
   for (uint64_t method : {SSMethodFast, SSMethodOnePass}) {
     Data<T> none = d;
     none.weights.assign(50, T(0));
@@ -398,7 +241,7 @@ TYPED_TEST(Moments, FirstBlocksAndFreshCalls) {
 TYPED_TEST(Moments, UnusualWeights) {
   using T = TypeParam;
   T const nan = std::numeric_limits<T>::quiet_NaN();
-  Data<T> d = random_data<T>(40, 2, SSStorageRows, true, 2);
+  Data<T> d = sample_data<T>(40, 2, SSStorageRows, true, 2);
   for (auto& w : d.weights) w += T(0.5);
   Data<T> hidden = d;
   hidden.weights[0] = d.weights[0] = 0;
@@ -407,7 +250,7 @@ TYPED_TEST(Moments, UnusualWeights) {
   ASSERT_EQ(got.compute(hidden, everything, SSMethodOnePass, Services(1)), 0);
   expect_results(d, got, everything, 60, "a leading zero weight");
 
-  Data<T> cancel = random_data<T>(4, 2, SSStorageCols, false, 2);
+  Data<T> cancel = sample_data<T>(4, 2, SSStorageCols, false, 2);
   cancel.weights = {T(1), T(-1), T(2), T(-2)};
   Data<T> whole(44, 2, SSStorageCols);
   for (int i = 0; i < 44; ++i) {
@@ -428,7 +271,7 @@ TYPED_TEST(Moments, InfiniteAndMissingDataStayInTheirVariable) {
   using T = TypeParam;
   T const inf = std::numeric_limits<T>::infinity();
   for (int layout : {SSStorageRows, SSStorageCols}) {
-    Data<T> d = random_data<T>(5000, 5, layout, false, 2);
+    Data<T> d = sample_data<T>(5000, 5, layout, false, 2);
     d(17, 1) = inf;
     d(18, 3) = std::numeric_limits<T>::quiet_NaN();
     Results<T> got(5);
@@ -465,12 +308,12 @@ TEST(MomentsAccuracy, OffsetWithRipple) {
 // Correlations come from element-wise kernels, which keep denormals whatever mode the caller is in.
 TEST(MomentsMode, CallersModeIsKeptAndNotUsed) {
   uint32_t const before = orv_elw_kernel_SetMode(ORV_FLUSH_DENORMALS), flushing = orv_elw_kernel_GetMode();
-  Data<float> d = random_data<float>(200, 2, SSStorageCols, false);
+  Data<float> d = sample_data<float>(200, 2, SSStorageCols, false);
   Reference<float> const r(d);
   for (auto& x : d.values) x *= 1e-22f; // products are denormal
   Results<float> got(2);
   ASSERT_EQ(got.compute(d, SSMean | SSCorrelation, SSMethodOnePass, Services(1)), 0);
-  EXPECT_NEAR(got.cor[1], r.s[1] / sqrtl(r.s[0] * r.s[3]), 0.05);
+  EXPECT_NEAR(got.cor[1], r.s[1] / sqrtl(r.s[0] * r.s[3]), 2e-4);
   EXPECT_EQ(orv_elw_kernel_GetMode(), flushing);
   orv_elw_kernel_SetMode(before);
 }
@@ -478,7 +321,7 @@ TEST(MomentsMode, CallersModeIsKeptAndNotUsed) {
 TEST(MomentsWide, IntegersOf64Bits) {
   int64_t const p = 3, n = 20, layout = SSStorageCols, storage = SSMatrixUpperPacked,
                 indices[] = {1, 0, int64_t{1} << 33 | 1};
-  Data<double> d = random_data<double>(20, 3, SSStorageCols, false);
+  Data<double> d = sample_data<double>(20, 3, SSStorageCols, false);
   double mean[3] = {7, 7, 7}, cov[6];
   SSTask* task = nullptr;
   ASSERT_EQ(__rnqdSSNewTask(&task, &p, &n, &layout, d.values.data(), nullptr, indices, 1), 0);
@@ -497,7 +340,7 @@ TEST(MomentsWide, IntegersOf64Bits) {
 
 // Under the user-mean method the task keeps the mean of the last block, and a matrix goes on from it.
 TEST(MomentsUserMean, MeanMayChangeBetweenBlocks) {
-  Data<double> const d = random_data<double>(400, 4, SSStorageCols, false, 2);
+  Data<double> const d = sample_data<double>(400, 4, SSStorageCols, false, 2);
   Results<double> got(4);
   auto const mean_of = [&](int last) {
     Reference<double> const r(d.part(0, last));
@@ -513,7 +356,7 @@ TEST(MomentsUserMean, MeanMayChangeBetweenBlocks) {
 }
 
 TEST(MomentsStatus, MethodWords) {
-  Data<double> const d = random_data<double>(10, 2, SSStorageCols, false);
+  Data<double> const d = sample_data<double>(10, 2, SSStorageCols, false);
   Results<double> got(2);
   got.point_at(d);
   for (uint64_t method : {uint64_t{0}, SSMethodFast | SSMethodOnePass, SSMethodOnePass | SSMethodFastUserMean,
@@ -569,7 +412,7 @@ TEST(MomentsStatus, EveryMissingFieldIsNamed) {
       {SSCovariance, fast, &SSTask::data, -4032},
       {SSMinimum | SSQuantiles, fast, nullptr, 0}, // of other entries
   };
-  Data<double> const d = random_data<double>(10, 2, SSStorageCols, false);
+  Data<double> const d = sample_data<double>(10, 2, SSStorageCols, false);
   for (auto const& c : cases) {
     Results<double> got(2);
     got.point_at(d);
@@ -580,7 +423,7 @@ TEST(MomentsStatus, EveryMissingFieldIsNamed) {
 }
 
 TEST(MomentsStatus, DataDescription) {
-  Data<double> const d = random_data<double>(10, 2, SSStorageCols, false);
+  Data<double> const d = sample_data<double>(10, 2, SSStorageCols, false);
   int const zero = 0, odd = 0x40000, p = 1;
   auto const status = [&](auto change, uint64_t method = SSMethodOnePass) {
     Results<double> got(2);
@@ -615,7 +458,7 @@ TEST(MomentsStatus, EveryAllocationMayFail) {
       for (bool weighted : {false, true})
         for (int storage : {SSMatrixFull, SSMatrixUpperPacked})
           for (int threads : {1, 3}) {
-            Data<double> const d = random_data<double>(p == 4 ? 2000 : 60, p, SSStorageCols, weighted, 1);
+            Data<double> const d = sample_data<double>(p == 4 ? 2000 : 60, p, SSStorageCols, weighted, 1);
             for (int64_t k = 1;; ++k) {
               int64_t const before = orv_serv_blocks_in_use();
               Results<double> got(p, storage);
@@ -637,14 +480,15 @@ TEST(MomentsStatus, EveryAllocationMayFail) {
   EXPECT_EQ(orv_serv_blocks_in_use(), blocks);
 }
 
-// One thread gives the same bits on every run and target; the table was made once.
+// One thread gives the same bits on every run and target; the table was made once. Correlations stay out: the
+// roots that they are made of hang on the processor's approximation.
 TEST(MomentsDigest, MatchesTheTable) {
   std::ifstream table(ORV_TEST_VECTORS "/statistics_digests.txt");
   auto const digest = []<class T>(T, uint64_t method) {
     uint64_t h = 0xcbf29ce484222325u;
     for (int layout : {SSStorageRows, SSStorageCols})
       for (bool weighted : {false, true}) {
-        Data<T> const d = random_data<T>(700, 45, layout, weighted, 5);
+        Data<T> const d = sample_data<T>(700, 45, layout, weighted, 5);
         Results<T> got(45);
         got.arrays[0].assign(45, T(5));
         EXPECT_EQ(got.compute(d, everything, method, Services(1)), 0);
@@ -656,7 +500,7 @@ TEST(MomentsDigest, MatchesTheTable) {
           }
         };
         for (auto const& a : got.arrays) add(a);
-        add(got.cov), add(got.cor), add(got.cross);
+        add(got.cov), add(got.cross);
       }
     return h;
   };

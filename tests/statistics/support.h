@@ -40,8 +40,16 @@ class Services {
     worker(0, 0, threads, context);
     for (auto& t : team) t.join();
   }
-  static void items(intptr_t count, intptr_t, void* context, SSWorker worker) {
-    for (intptr_t i = 0; i < count; ++i) worker(i, 0, 1, context);
+  // Items dealt out in turn to as many threads as are asked for (0: all that are wished).
+  static void items(intptr_t count, intptr_t threads, void* context, SSWorker worker) {
+    if (threads <= 0) threads = wish();
+    std::vector<std::thread> team;
+    auto const share = [=](intptr_t t) {
+      for (intptr_t i = t; i < count; i += threads) worker(i, t, threads, context);
+    };
+    for (intptr_t t = 1; t < threads; ++t) team.emplace_back(share, t);
+    share(0);
+    for (auto& t : team) t.join();
   }
   static void serialized(intptr_t item, intptr_t thread, intptr_t threads, void* context, SSWorker function) {
     static std::mutex mutex;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <tuple>
 
 using namespace tools;
 
@@ -152,6 +153,78 @@ TEST_F(Images, BadHeaders) {
   EXPECT_EQ(load_file(longer), RnqOk);
 }
 
+// Each field at its bound, one below and one above, in memory and in a file.
+TEST_F(Images, FieldsAtTheirBounds) {
+  Stream s(0x200000);
+  auto const good = image_of(s.p);
+  auto both = [&](Bytes const& b) {
+    int32_t const file = load_file(b), memory = load_memory(b);
+    EXPECT_EQ(file == RnqOk, memory == RnqOk);
+    return file;
+  };
+  auto with = [&](size_t at, auto value) {
+    Bytes b = good;
+    b.resize(b.size() + 70000); // room for what a wrong size would read
+    put(b, at, value);
+    return both(b);
+  };
+  EXPECT_EQ(with(8, uint16_t{24}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{25}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{0xFFFF}), RnqOk);
+  EXPECT_EQ(with(8, uint16_t{0}), RnqErrBadFileFormat);
+  for (uint32_t bytes : {0u, 1u, 1007u, 1009u, 1024u, 0x80000000u + 1008u, 0xFFFFFFFFu})
+    EXPECT_EQ(with(12, bytes), RnqErrBadFileFormat) << bytes;
+  EXPECT_EQ(with(12, uint32_t{1008}), RnqOk);
+  for (auto [number, size, status] : {std::tuple{0x500000 + 272, 32, RnqOk},
+                                      {0x500000 + 273, 32, RnqErrBadFileFormat},
+                                      {276, 32, RnqOk},
+                                      {279, 32, RnqErrBadFileFormat},
+                                      {280, 32, RnqErrBadFileFormat},
+                                      {281, 32, RnqErrBadFileFormat},
+                                      {0x900000 + 6023, 296, RnqOk},
+                                      {0x900000 + 6024, 296, RnqErrBadFileFormat},
+                                      {__rnqGetNumRegBrngs() << 20, 48, RnqOk},
+                                      {(__rnqGetNumRegBrngs() + 1) << 20, 48, RnqErrBadFileFormat},
+                                      {INT32_MIN, 32, RnqErrBadFileFormat}}) {
+    Bytes b(24 + static_cast<size_t>(size));
+    std::memcpy(b.data(), good.data(), 24);
+    put(b, 12, static_cast<uint32_t>(size));
+    put(b, 20, static_cast<int32_t>(number));
+    EXPECT_EQ(both(b), status) << std::hex << number;
+  }
+  // Chunks: as many as are told are read, of any size down to none.
+  Bytes chunks = good;
+  for (uint32_t id : {5u, 6u}) {
+    Bytes head(24);
+    put(head, 0, id);
+    chunks.insert(chunks.end(), head.begin(), head.end());
+  }
+  for (uint16_t count : {0, 1, 2}) {
+    put(chunks, 16, count);
+    Stream t;
+    ASSERT_EQ(__rnqLoadStreamM(&t.p, chunks.data()), RnqOk);
+    EXPECT_EQ(__rnqGetNumChunks(t.p), count);
+    EXPECT_EQ(load_file(chunks), RnqOk);
+  }
+  put(chunks, 16, uint16_t{3});
+  EXPECT_EQ(load_file(chunks), RnqErrFileRead);
+  put(chunks, 16, uint16_t{0xFFFF});
+  EXPECT_EQ(load_file(chunks), RnqErrFileRead);
+  // Payloads around the pieces that a file is read in.
+  for (uint32_t size : {1u, 65535u, 65536u, 65537u, 131071u, 131072u, 131073u}) {
+    Stream t(0x200000), u;
+    auto* data = static_cast<char*>(orv::core::allocate(size));
+    for (uint32_t i = 0; i < size; ++i) data[i] = static_cast<char>(i * 37 >> 3);
+    ASSERT_EQ(__rnqAddChunk(t.p, 3, nullptr, data, size), RnqOk);
+    ASSERT_EQ(__rnqSaveStreamF(t.p, path_.c_str(), -1), RnqOk);
+    ASSERT_EQ(__rnqLoadStreamF(&u.p, path_.c_str(), -1), RnqOk);
+    EXPECT_EQ(image_of(u.p), image_of(t.p)) << size;
+    auto cut = read();
+    cut.pop_back();
+    EXPECT_EQ(load_file(cut), RnqErrFileRead) << size;
+  }
+}
+
 TEST_F(Images, AnyCutOfAFileIsAReadError) {
   Stream s(0x400000);
   auto* data = static_cast<char*>(orv::core::allocate(200000));
@@ -241,6 +314,24 @@ TEST_F(Images, SharedChunksFindTheirEntry) {
     EXPECT_EQ(static_cast<char*>(__rnqSearchChunk(copy.p, 9))[127], 6);
   }
   EXPECT_EQ(__rnqFindGlobRODataTableEntry(&entry, key), RnqErrRoEntryNotFound);
+}
+
+// A block that is added twice under its key is one block, given back once.
+TEST_F(Images, TheSameBlockUnderItsKeyTwice) {
+  uint64_t const key[2] = {125, 456};
+  Stream s(0x200000), t(0x200000);
+  void* data = orv::core::allocate(64);
+  std::memset(data, 5, 64);
+  int64_t const blocks = orv_serv_blocks_in_use();
+  ASSERT_EQ(__rnqAddChunk(s.p, 9, key, data, 64), RnqOk);
+  ASSERT_EQ(__rnqAddChunk(t.p, 9, key, data, 64), RnqOk);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks + 2); // two nodes, and the data as before
+  EXPECT_EQ(__rnqSearchChunk(t.p, 9), data);
+  __rnqDeleteChunksById(s.p, 9);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks + 1);
+  EXPECT_EQ(static_cast<char*>(__rnqSearchChunk(t.p, 9))[63], 5);
+  __rnqDeleteChunksById(t.p, 9);
+  EXPECT_EQ(orv_serv_blocks_in_use(), blocks - 1);
 }
 
 TEST_F(Images, SharedBlocksOfNoOrUnknownSizeServeNoLargerChunk) {

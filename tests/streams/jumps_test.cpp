@@ -1,7 +1,7 @@
 #include "models.h"
 #include "stream_tools.h"
 
-#include <chrono>
+#include <tuple>
 
 using namespace tools;
 
@@ -217,13 +217,58 @@ TEST(Polynomials, Remainders) {
   }
 }
 
-TEST(Jumps, TwisterJumpsAreQuick) {
-  Stream s(0x800000);
-  auto const start = std::chrono::steady_clock::now();
-  ASSERT_EQ(__rnqSkipAheadStream(s.p, uint64_t{1} << 63), RnqOk);
-  std::chrono::duration<double> const time = std::chrono::steady_clock::now() - start;
-  RecordProperty("milliseconds", std::to_string(time.count() * 1e3));
-  std::printf("MT19937 by 2^63: %.1f ms\n", time.count() * 1e3);
+// The longest jump is twice its half, and comes without running: 2^62 words would never end.
+TEST(Jumps, TheLongestJumpIsTwiceItsHalf) {
+  for (int32_t number : {0x100000, 0x300000, 0x400000, 0x500000, 0x800000, 0xD00000, 0xF00000, 0x1000000}) {
+    Stream whole(number), halves(number);
+    ASSERT_EQ(__rnqSkipAheadStream(whole.p, uint64_t{1} << 63), RnqOk);
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(__rnqSkipAheadStream(halves.p, uint64_t{1} << 62), RnqOk);
+    EXPECT_EQ(whole.words(1300), halves.words(1300)) << number;
+    EXPECT_NE(Stream(number).words(1300), Stream(whole).words(1300)) << number;
+  }
+}
+
+// States of the congruential generators after a leapfrog: element k first, the multiplier to the power of the
+// number of streams, reduced, and its powers in the lanes.
+TEST(Jumps, LeapfrogStatesOfCongruentialGenerators) {
+  auto times = [](uint64_t x, uint64_t y, uint64_t m) { // by doubling: m is below 2^63
+    uint64_t r = 0;
+    for (x %= m; y; y >>= 1, x = 2 * x % m)
+      if (y & 1) r = (r + x) % m;
+    return r;
+  };
+  for (auto [number, modulus, a] : {std::tuple{0x100000, uint64_t{0x7FFFFFFF}, uint64_t{1132489760}},
+                                    std::tuple{0x400000, uint64_t{1} << 59, uint64_t{302875106592253}}})
+    for (auto [k, streams] : {std::pair{0u, 1u}, {1u, 2u}, {2u, 5u}, {99u, 100u}, {77777u, 1000003u}}) {
+      Stream s(number, {123457, 77});
+      size_t const width = number == 0x100000 ? 4 : 8;
+      auto field = [&](size_t i) {
+        uint64_t v = 0;
+        std::memcpy(&v, s.state() + i * width, width);
+        return v;
+      };
+      auto power = [&](uint64_t n) {
+        uint64_t r = 1, square = a;
+        for (; n; n >>= 1, square = times(square, square, modulus))
+          if (n & 1) r = times(r, square, modulus);
+        return r;
+      };
+      uint64_t const x = field(0);
+      EXPECT_EQ(field(1), a);
+      ASSERT_EQ(__rnqLeapfrogStream(s.p, static_cast<int32_t>(k), static_cast<int32_t>(streams)), RnqOk);
+      uint64_t const first = times(x, power(k), modulus), step = power(streams);
+      EXPECT_EQ(field(0), first) << k << " of " << streams;
+      EXPECT_EQ(field(1), step) << k << " of " << streams;
+      uint64_t chunk[36]; // kind, lanes, powers
+      ASSERT_NE(__rnqSearchChunk(s.p, 14), nullptr);
+      std::memcpy(chunk, __rnqSearchChunk(s.p, 14), sizeof chunk);
+      uint64_t lane = first, p = 1;
+      for (size_t i = 0; i < 4; ++i, lane = times(lane, step, modulus)) EXPECT_EQ(chunk[4 + i], lane) << i;
+      for (size_t i = 0; i < 7; ++i) {
+        for (int t = 0; t < 4; ++t) p = times(p, step, modulus);
+        for (size_t place = 0; place < 4; ++place) EXPECT_EQ(chunk[8 + 4 * i + place] % modulus, p) << i;
+      }
+    }
 }
 
 } // namespace

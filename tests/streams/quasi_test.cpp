@@ -58,6 +58,37 @@ Words sobol8() {
                       {0x19, {1, 1, 3, 7}},
                       {0x25, {1, 3, 3, 9, 9}}});
 }
+// The table of P. Bratley and B. Fox (ACM TOMS 14, 1988; algorithm 659), as it is printed: polynomials, then the
+// k-th numbers of all dimensions that have one.
+Words sobol40() {
+  std::vector<uint32_t> const polynomials{3,   7,   11,  13,  19,  25,  37,  59,  47,  61,  55,  41,  67,
+                                          97,  91,  109, 103, 115, 131, 193, 137, 145, 143, 241, 157, 185,
+                                          167, 229, 171, 213, 191, 253, 203, 211, 239, 247, 285, 369, 299};
+  std::vector<std::vector<uint32_t>> const numbers{
+      {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
+       1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1},
+      {1, 3, 1, 3, 1, 3, 3, 1, 3, 1, 3, 1, 3, 1, 1, 3, 1, 3, 1,
+       3, 1, 3, 3, 1, 3, 1, 3, 1, 3, 1, 1, 3, 1, 3, 1, 3, 1, 3},
+      {7, 5, 1, 3, 3, 7, 5, 5, 7, 7, 1, 3, 3, 7, 5, 1, 1, 5, 3,
+       3, 1, 7, 5, 1, 3, 3, 7, 5, 1, 1, 5, 7, 7, 5, 1, 3, 3},
+      {1, 7, 9,  13, 11, 1,  3, 7, 9,  5, 13, 13, 11, 3, 15, 5, 3, 15,
+       7, 9, 13, 9,  1,  11, 7, 5, 15, 1, 15, 11, 5,  3, 1,  7, 9},
+      {9,  3,  27, 15, 29, 21, 23, 19, 11, 25, 7,  13, 17, 1, 25, 29, 3,
+       31, 11, 5,  23, 27, 19, 21, 5,  1,  17, 13, 7,  15, 9, 31, 9},
+      {37, 33, 7,  5, 11, 39, 63, 27, 17, 15, 23, 29, 3, 21,
+       13, 31, 25, 9, 49, 33, 19, 29, 11, 19, 27, 15, 25},
+      {13, 33, 115, 41, 79, 17, 29, 119, 75, 73, 105, 7, 59, 65, 21, 3, 113, 61, 89, 45, 107},
+      {7, 23, 39}};
+  std::vector<std::pair<uint32_t, std::vector<uint32_t>>> rest;
+  for (size_t j = 0; j < 39; ++j) {
+    rest.push_back({polynomials[j], {}});
+    for (auto const& of_all : numbers)
+      if (size_t const without = 39 - of_all.size(); j >= without)
+        rest.back().second.push_back(of_all[j - without]);
+  }
+  return sobol_words(rest);
+}
+
 uint32_t head(Stream& s, int field) { return s.state_word(4 * field); }
 
 TEST(Quasi, SobolPoints) {
@@ -65,6 +96,13 @@ TEST(Quasi, SobolPoints) {
             (std::vector<uint32_t>{0x80000000, 0xC0000000, 0x40000000, 0x60000000}));
   EXPECT_EQ(Stream(0x600000, {8}).words(8 * 5000), points(sobol8(), 1, 5000));
   EXPECT_EQ(Stream(277, {8}).words(80), points(sobol8(), 1, 10));
+  // All dimensions, by the points at which the last words enter too.
+  EXPECT_EQ(Stream(0x600000, {40}).words(40 * 300), points(sobol40(), 1, 300));
+  for (uint32_t at : {0xFFFFu, 0x7FFFFFFFu, 0x80000000u, 0xABCDEF01u}) {
+    Stream far(0x600000, {40});
+    ASSERT_EQ(__rnqSkipAheadStream(far.p, uint64_t{40} * (at - 1)), RnqOk);
+    EXPECT_EQ(far.words(40 * 3), points(sobol40(), at, 3)) << at;
+  }
   // The first 2^10 points of each coordinate, with the origin, fill the intervals of equal length evenly: of
   // length 2^-10 for Sobol, 2^(e - 11) for Niederr with a polynomial of degree e.
   for (int32_t number : {0x600000, 0x700000}) {
@@ -256,8 +294,21 @@ TEST(Quasi, UserTablesOfEachClass) {
   for (auto const& row : sobol8().of) direct.insert(direct.end(), row.begin(), row.end());
   EXPECT_EQ(Stream(0x600000, direct).words(8000), expected);
   EXPECT_EQ(Stream(0x700000, direct).words(8000), expected) << "the same words make the same points";
-  Stream niederr(0x700000, {3, 1, 1, 2, 3, 7});
-  EXPECT_EQ(niederr.words(900), Stream(0x700000, {3}).words(900));
+  // In another order, so that they can't be the built-in ones by chance.
+  auto const built_in = Stream(0x700000, {3}).words(900);
+  EXPECT_EQ(Stream(0x700000, {3, 1, 1, 2, 3, 7}).words(900), built_in);
+  auto const turned = Stream(0x700000, {3, 1, 1, 7, 2, 3}).words(900);
+  for (size_t i = 0; i < 900; i += 3)
+    for (size_t j = 0; j < 3; ++j) ASSERT_EQ(turned[i + (j + 1) % 3], built_in[i + j]) << i;
+  Seeds const swapped{3, 0xB, 7, 0xD, 0x13, 0x19, 0x25};
+  Seeds both = joined(joined({8, 1, 3}, swapped), {6});
+  for (size_t k : {0u, 2u, 1u, 3u, 4u, 5u, 6u})
+    for (size_t i = 0; i < 6; ++i) both.push_back(i < numbers[k].size() ? numbers[k][i] : 0);
+  auto const exchanged = Stream(0x600000, both).words(8000);
+  for (size_t i = 0; i < 8000; ++i) {
+    size_t const j = i % 8;
+    ASSERT_EQ(exchanged[i], expected[j == 2 ? i + 1 : j == 3 ? i - 1 : i]) << i;
+  }
 }
 
 TEST(Quasi, WideStreamsKeepTablesInChunks) {
@@ -266,7 +317,6 @@ TEST(Quasi, WideStreamsKeepTablesInChunks) {
     Seeds params{320, 1, 1}; // above what the state holds
     for (int j = 0; j < 320; ++j) params.push_back(j < 318 ? 2 + j : 7);
     Stream wide(0x700000, params), narrow(0x700000, Seeds(params.begin(), params.begin() + 3 + 318));
-    narrow.p ? void() : void();
     EXPECT_NE(__rnqSearchChunk(wide.p, 10), nullptr);
     Seeds few = params;
     few[0] = 10;
@@ -274,6 +324,8 @@ TEST(Quasi, WideStreamsKeepTablesInChunks) {
     auto const x = wide.words(320 * 100), y = ten.words(1000);
     for (int i = 0; i < 100; ++i)
       for (int j = 0; j < 10; ++j) ASSERT_EQ(x[320 * i + j], y[10 * i + j]);
+    EXPECT_EQ(head(narrow, 1), 1u); // two polynomials are missing: too wide to be made without them
+    EXPECT_EQ(narrow.words(100), Stream(0x700000, {1}).words(100));
     // Copies of a Sobol stream share its tables and have points of their own.
     Seeds direct{20, 1, 4};
     for (int i = 0; i < 20 * 32; ++i) direct.push_back(0x80000000u >> i % 32);
@@ -313,6 +365,12 @@ TEST(Quasi, ThePeriodEnds) {
   EXPECT_EQ(s.row().generateInteger(s.p, 11, r.data()), RnqErrQuasiPeriodExceeded);
   EXPECT_EQ(s.row().generateInteger(s.p, 10, r.data()), RnqOk);
   EXPECT_EQ(__rnqSkipAheadStream(s.p, 100), RnqErrNoSkipAhead);
+  // The last point that can be reached has the number 2^32 - 2.
+  Stream last(0x600000, {2}), beyond(0x600000, {2});
+  EXPECT_EQ(__rnqSkipAheadStream(last.p, (0xFFFFFFFFull - 2) * 2), RnqOk);
+  EXPECT_EQ(head(last, 0), 0xFFFFFFFEu);
+  EXPECT_EQ(__rnqSkipAheadStream(beyond.p, (0xFFFFFFFFull - 1) * 2), RnqErrNoSkipAhead);
+  EXPECT_EQ(head(beyond, 0), 1u);
   EXPECT_EQ(__rnqSkipAheadStream(s.p, ~uint64_t{0}), RnqErrNoSkipAhead);
 }
 

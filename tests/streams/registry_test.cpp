@@ -7,7 +7,7 @@ namespace {
 TEST(Registry, NumbersDecodeAndAreChecked) {
   struct Case {
     int32_t number;
-    bool valid;
+    bool in_range;
     uint32_t row, sub;
     bool legacy;
   };
@@ -19,8 +19,8 @@ TEST(Registry, NumbersDecodeAndAreChecked) {
                         {4, true, 4, 0, true},
                         {277, true, 277, 0, true},
                         {278, true, 278, 0, true},
-                        {279, false, 279, 0, true},
-                        {280, false, 280, 0, true},
+                        {279, true, 279, 0, true}, // rows without a generator
+                        {280, true, 280, 0, true},
                         {281, false, 281, 0, true},
                         {0xFFFFF, false, 0xFFFFF, 0, true},
                         {0x900000 + 6023, true, 8, 6023, false},
@@ -37,11 +37,16 @@ TEST(Registry, NumbersDecodeAndAreChecked) {
     EXPECT_EQ(row, c.row);
     EXPECT_EQ(sub, c.sub);
     BrngProperties p;
-    EXPECT_EQ(__rnqIsBrngValid(table, row, sub), c.valid ? RnqOk : RnqErrBadBrng);
-    EXPECT_EQ(__rnqGetBrngProperties(c.number, &p), c.valid ? RnqOk : RnqErrBadBrng);
-    if (!c.valid) {
+    EXPECT_EQ(__rnqIsBrngValid(table, row, sub), c.in_range ? RnqOk : RnqErrBadBrng);
+    EXPECT_EQ(__rnqGetBrngProperties(c.number, &p), c.in_range ? RnqOk : RnqErrBadBrng);
+    bool const empty = c.number == 279 || c.number == 280;
+    if (c.in_range) {
+      EXPECT_EQ(p.initStream == nullptr, empty);
+    }
+    if (!c.in_range || empty) {
       RngStream* s = nullptr;
       EXPECT_EQ(__rnqNewStreamEx(&s, c.number, 0, nullptr), RnqErrBadBrng);
+      EXPECT_EQ(__rnqAllocateStream(&s, table, c.number, row, sub), RnqErrBadBrng);
       EXPECT_EQ(s, nullptr);
     }
   }
