@@ -77,13 +77,13 @@ struct ArcTangent2 {
             d = ay < ax ? ax : ay;
     constexpr T up = sizeof(T) == 4 ? T(0x1p100) : T(0x1p1000);
     if (n >= small || n == T(0)) return in_vector(y, x, T(0.0625));
-    if (d <= T(1)) return in_vector(y, x, up);
+    if (d <= T(1) && n > T(0x1p-30) * d) return in_vector(y, x, up);
     // The smaller is nothing beside the other: an axis is left, or the quotient.
     if (ay > ax) return scalar::with_sign(2 * A::eighth, y);
     if (scalar::negative(x)) return scalar::with_sign(A::half_turn, y);
     if (!parts_of_pi) return scalar::opaque(y) / x;
     T const m = scalar::opaque(y) * up, q = m / x, error = scalar::fma(-q, x, m) / x;
-    return scalar::opaque(A::in_parts_of_pi(q, error)) * (T(1) / up);
+    return scalar::with_sign(scalar::opaque(A::in_parts_of_pi(q, error)) * (T(1) / up), y);
   }
   T in_vector(T y, T x, T factor) const {
     alignas(32) T lane[V::lanes];

@@ -68,7 +68,8 @@ TEST_P(Flags, OrdinaryArgumentsRaiseInexactAtMost) {
     for (std::size_t n = 1; n <= 4 * 32 / sizeof(T) + 1; ++n) {
       std::vector<T> a(n), b(n);
       for (std::size_t i = 0; i < n; ++i) {
-        a[i] = T(0.3) + static_cast<T>(i) / 37;
+        a[i] =
+            T(0.3) + static_cast<T>(i) / 74 + (f.function().name == "Acosh" ? T(1) : T(0)); // in every domain
         b[i] = T(1.1) + static_cast<T>(i) / 59;
       }
       ASSERT_EQ(
