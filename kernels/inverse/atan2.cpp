@@ -22,6 +22,7 @@ struct ArcTangent2 {
   // Below it the remainder of a division loses bits; above, a sum may overflow.
   static constexpr T small = sizeof(T) == 4 ? T(0x1p-96) : T(0x1p-960);
   static constexpr T huge = simd::Format<T>::largest / 2;
+  static constexpr T up = sizeof(T) == 4 ? T(0x1p100) : T(0x1p1000);
 
   V eval(V y, V x, unsigned& lanes) const {
     V const ay = simd::magnitude(y), ax = simd::magnitude(x);
@@ -36,7 +37,8 @@ struct ArcTangent2 {
       V const t = top / bottom, u = t * t, more = eighths + (simd::keep(middle, V(T(1))) ^ sign);
       auto marked = simd::is_unordered(t, t) | simd::is_above(d, V(huge));
       if constexpr (level == Level::HA) {
-        marked = marked | (simd::is_less(n, V(small)) & simd::is_above(n, V(T(0))));
+        V const tiny = parts_of_pi ? simd::min(n, t) : n; // the product with 1 / pi loses bits as well
+        marked = marked | (simd::is_less(tiny, V(small)) & simd::is_above(n, V(T(0))));
         V const bottom_low = other - (bottom - d);
         V const error = simd::fnma(t, bottom_low, simd::fnma(t, bottom, top)) / bottom;
         V const tail = simd::fma(t * u, atan_tail<T, level, by_eighths>(u), simd::fnma(error, u, error));
@@ -75,15 +77,19 @@ struct ArcTangent2 {
   T scaled(T y, T x) const {
     T const ay = scalar::magnitude(y), ax = scalar::magnitude(x), n = ay < ax ? ay : ax,
             d = ay < ax ? ax : ay;
-    constexpr T up = sizeof(T) == 4 ? T(0x1p100) : T(0x1p1000);
+    bool const steep = ay > ax;
+    if (!steep && !scalar::negative(x) && n < T(0x1p-30) * d) return quotient(y, x);
     if (n >= small || n == T(0)) return in_vector(y, x, T(0.0625));
     if (d <= T(1)) return in_vector(y, x, up);
-    // The smaller is nothing beside the other: an axis is left, or the quotient.
-    if (ay > ax) return scalar::with_sign(2 * A::eighth, y);
-    if (scalar::negative(x)) return scalar::with_sign(A::half_turn, y);
+    // The smaller is nothing beside the other: an axis is left.
+    return scalar::with_sign(steep ? 2 * A::eighth : A::half_turn, y);
+  }
+  // An angle that is its tangent.
+  static T quotient(T y, T x) {
     if (!parts_of_pi) return scalar::opaque(y) / x;
-    T const m = scalar::opaque(y) * up, q = m / x, error = scalar::fma(-q, x, m) / x;
-    return scalar::opaque(A::in_parts_of_pi(q, error)) * (T(1) / up);
+    T const factor = scalar::magnitude(y) < T(0x1p20) ? up : T(1);
+    T const m = scalar::opaque(y) * factor, q = m / x, error = scalar::fma(-q, x, m) / x;
+    return scalar::with_sign(scalar::opaque(A::in_parts_of_pi(q, error)) * (T(1) / factor), y);
   }
   T in_vector(T y, T x, T factor) const {
     alignas(32) T lane[V::lanes];

@@ -47,11 +47,4 @@ void for_each_level(Function const& f, Check check) {
   }
 }
 
-// The same for all functions, one after the other.
-template <class Check>
-void for_each_kernel(Check check) {
-  for (Function const* f : functions_of_numbers([](Function const&) { return true; }))
-    for_each_level(*f, check);
-}
-
 } // namespace orv::test

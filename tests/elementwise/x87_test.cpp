@@ -13,8 +13,7 @@ uint16_t x87_flags() {
 void clear_x87_flags() { __asm__ volatile("fnclex"); }
 
 class X87 : public EachFunction {};
-
-TEST_P(X87, ItsFlagsAreNotRaised) {
+TEST_P(X87, KernelsRaiseNoneOfItsFlags) {
   for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     constexpr T least = std::numeric_limits<T>::denorm_min(), small = std::numeric_limits<T>::min();
     auto a = mixed_values<T>(512, 3), b = mixed_values<T>(512, 4);
