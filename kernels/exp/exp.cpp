@@ -74,17 +74,11 @@ struct ExpFloatHA : ExpBase<float> {
     F const sum = simd::fma(x, F(5.770780086517334f), F(biased_shifter));
     F const k = sum - F(biased_shifter);
     F const r = simd::fnma(k, F(7.986545824678615e-06f), simd::fnma(k, F(0.17327880859375f), x));
-    F const hi = _mm256_setr_ps(table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi,
-                                table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi);
-    F const lo = _mm256_setr_ps(table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo,
-                                table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo);
-    Bits<float> const index = simd::bits(sum);
-    F const power = simd::from_bits(simd::shift_left<21>(index) & Bits<float>(0x7F800000));
-    F const m = power * simd::pick4(hi, index);
-    F const q =
-        simd::fma(r * r, simd::horner(r, 0.4999999701976776f, 0.16672924160957336f, 0.04168231040239334f),
-                  simd::pick4(lo, index));
-    return simd::fma(r + q, m, m);
+    return times_quarter_power(sum, [r](F lo) {
+      return r + simd::fma(r * r,
+                           simd::horner(r, 0.4999999701976776f, 0.16672924160957336f, 0.04168231040239334f),
+                           lo);
+    });
   }
   unsigned special(F x, F) const { return beyond_or_nan(x, limit_s); }
   unsigned settle(F x, F& r, unsigned lanes) const { return settle_range(x, r, lanes); }

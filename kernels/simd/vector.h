@@ -414,6 +414,8 @@ ORV_INLINE F load_part(const float* p, Bits<float> which, F fill) {
 ORV_INLINE D load_part(const double* p, Bits<double> which, D fill) {
   return _mm256_blendv_pd(fill.v, _mm256_maskload_pd(p, which.v), _mm256_castsi256_pd(which.v));
 }
+// Four constants, again and again.
+ORV_INLINE F repeat4(float a, float b, float c, float d) { return _mm256_setr_ps(a, b, c, d, a, b, c, d); }
 // The real and imaginary part of one complex number in every pair of lanes.
 ORV_INLINE F broadcast_pair(const float* p) {
   return _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<const double*>(p)));
