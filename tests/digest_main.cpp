@@ -1,6 +1,6 @@
 // Writes a digest of the results of every element-wise kernel on fixed inputs, a line each. The digests of
 // two targets on one processor must agree; `./check` compares them.
-#include "tests/elementwise/support.h"
+#include "tests/elementwise/each_function.h"
 
 #include <cstdio>
 
