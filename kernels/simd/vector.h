@@ -451,6 +451,21 @@ ORV_INLINE void store_first(double* p, int m, D a) {
   if (m & 1) _mm_store_sd(p, x);
 }
 
+// The even and the odd lanes of two vectors that lie one behind the other.
+template <class T>
+struct VecTwo {
+  Vec<T> first, second;
+};
+ORV_INLINE VecTwo<float> deinterleave(F a, F b) {
+  __m256 const even = _mm256_shuffle_ps(a.v, b.v, 0x88), odd = _mm256_shuffle_ps(a.v, b.v, 0xDD);
+  return {_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(even), 0xD8)),
+          _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(odd), 0xD8))};
+}
+ORV_INLINE VecTwo<double> deinterleave(D a, D b) {
+  return {_mm256_permute4x64_pd(_mm256_unpacklo_pd(a.v, b.v), 0xD8),
+          _mm256_permute4x64_pd(_mm256_unpackhi_pd(a.v, b.v), 0xD8)};
+}
+
 // ---- polynomials ----
 // Horner's scheme, coefficients from the low degree up, each step fused.
 template <class V, class C>
