@@ -48,6 +48,7 @@ TEST_P(Accuracy, BoundsAndSignsOfZeroHoldOnASample) {
 }
 ORV_EACH_FUNCTION_THAT(Accuracy,
                        [](Function const& f) { return accuracy::reference(f.name, f.type) != nullptr; });
+ORV_EACH_COMPLEX_FUNCTION_THAT(Accuracy, [](Function const&) { return true; });
 
 TEST(AccuracyList, OnlySelectionsHaveNoReference) {
   // values_test.cpp compares them with plain code.
