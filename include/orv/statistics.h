@@ -68,12 +68,16 @@ enum {
 #define SSGroupMeans UINT64_C(0x1000000000)
 
 /* The estimates that each entry serves. An entry leaves the others' arrays alone, whether asked or not, and
- * returns 0 all the same: _rnqdSSBasic with SSQuantiles does nothing. No entry serves the rest yet. */
+ * returns 0 all the same: _rnqdSSBasic with SSQuantiles does nothing. */
 #define SSEstimatesOfBasic                                                                                   \
   (SSMean | SSRawMoment2 | SSRawMoment3 | SSRawMoment4 | SSCentralMoment2 | SSCentralMoment3 |               \
    SSCentralMoment4 | SSKurtosis | SSSkewness | SSVariation | SSCovariance | SSCorrelation | SSSum |         \
    SSRawSum2 | SSRawSum3 | SSRawSum4 | SSCentralSum2 | SSCentralSum3 | SSCentralSum4 | SSCrossProduct)
 #define SSEstimatesOfMinmax (SSMinimum | SSMaximum)
+#define SSEstimatesOfQuantiles (SSQuantiles | SSOrderStatistics)
+#define SSEstimatesOfMAD (SSMedianAbsDeviation | SSMeanAbsDeviation)
+#define SSEstimatesOfPooledCovariance (SSPooledCovariance | SSGroupCovariance | SSPooledMean | SSGroupMeans)
+#define SSEstimatesOfPartialCovariance (SSPartialCovariance | SSPartialCorrelation)
 
 /* Methods: bits of a 64-bit word. */
 #define SSMethodFast UINT64_C(0x1)
@@ -497,6 +501,103 @@ int32_t ORV_CALL _rnqdSSMinmax(SSTask* task, uint64_t estimates, uint64_t method
                                const SSThreadServices* services);
 int32_t ORV_CALL _rnqsSSMinmax(SSTask* task, uint64_t estimates, uint64_t method,
                                const SSThreadServices* services);
+
+/* The entries below take the method bit of their name; -4031 is a null task, -4029 a method without the bit, -4000 a
+ * failing allocation. Reals are put in one total order by all that sorts: negative NaN, -Inf ... -0, +0 ... +Inf,
+ * positive NaN.
+ *
+ * Quantiles: SSQuantiles and SSOrderStatistics, SSMethodFast. An order q among n values stands at q (n - 1) of the sorted
+ * ones, between neighbours in a straight line (R's type 7, numpy's default). Results are packed by selected variables:
+ * a row of quantiles for each, and a row of sorted values, or a column of a matrix of p columns under SSStorageCols.
+ * Order of tests: -4003 data layout; -4023, -4021, -4022; -4024, -4044, -4003; -4029.
+ *
+ * Sort: SSMethodSort; sorts each selected variable to `sortedData`, which may be `data` if both layouts are one and
+ * there are no `indices`. -4084, -4044, -4085, -4003, -4029.
+ *
+ * StreamQuantiles: absorbs a block of a stream of any length, with SSMethodStreamUpdate, and reports quantiles with
+ * SSMethodStreamReport, one row for each variable that took part in the first call. `streamQuantileParams` holds the
+ * error bound e, 0 < e <= 1: of N values, a reported one has a rank within e N of q N once N is above 32 / e; in
+ * shorter streams it may be 3.8 times as far, or e N + 6 ranks. Blocks of any sizes give the same results. The state is
+ * the task's, until it is deleted or __rnqSQuantilesFreeBuffers frees it. A call that fails has absorbed nothing.
+ * -4002, -4032, -4044, -4003; -4070, -4068, -4069; -4064, -4066; -4069; -4065; -4029; -4067 also for another e than the
+ * stream began with; -4001 for more variables than it began with; -4004 for a variable that it began without.
+ *
+ * RobustCovariance: SSMethodRobust, location and covariance to `robustMean` and `robustCov` of data in which fewer than
+ * half of the observations are bad. `robustParams`, used if there are 4: breakdown point (at most (n - p) / 2 n, which
+ * is the default), rejection probability (0.001), accuracy (0.001), iterations (100); with 0 iterations the pairwise
+ * start is the result. Scale the columns first: the rank test is absolute. -4001, -4002 for n <= 2 p, -4003, -4028,
+ * -4027, -4003, -4029; -4026 if all weights are 0, -5000, and the rank test's.
+ *
+ * OutliersDetection: SSMethodOutlierSearch; `outlierWeights` receives 0 for an outlier and the observation's weight, or
+ * 1, for all others. `outlierParams`, used if there are 3: start (1: distances from the mean, 2, the default, from
+ * the medians), alpha (0.05; 0.05 / n keeps false alarms of clean data below 0.1 %), tolerance of the size of
+ * the clean subset (0.005). -4001, -4002 for n < 5 p, -4003, -4041, -4029; -4026 if at most 4 p observations are left.
+ *
+ * PooledCovariance: SSMethodOnePass; SSPooledMean, SSPooledCovariance, and of the groups that `groupIndices` flags
+ * SSGroupMeans, SSGroupCovariance, in places that follow each other. Groups without weight add nothing to the pool, and
+ * their own results are NaN. -4003, -4030, -4035, -4044, -4034, -4030, -4037, -4044, -4036, -4029; -4038 for a
+ * negative group or a flag other than 0 and 1.
+ *
+ * PartialCovariance: SSMethodFast; from `cov`, or without it `cor` (whose diagonal holds variances), the covariance of
+ * the variables marked 1 with the effect of those marked -1 taken out. -4018, -4044, -4045, -4046, -4044, -4047, -4044,
+ * -4029, -4073; -5010 and -5011 for a matrix that isn't positive definite.
+ *
+ * CorParametrization: SSMethodCorParametrize; `paramCor` receives `cor` if that is positive definite, and the nearest
+ * that scaling finds if not. The diagonal counts: it has to hold ones. -4001, -4019, -4044, -4003, -4071, -4044, -4003,
+ * -4029; -5030, -4072.
+ *
+ * MAD: SSMedianAbsDeviation, |x - median| in the median, without a factor, and SSMeanAbsDeviation, weighted |x - mean|
+ * in the weighted mean, where SSMethodFastUserMean takes `mean` as given. -4001, -4002, -4044, -4003, -4082, -4029,
+ * -4083, -4029, -4006.
+ *
+ * WMedian: for each variable one quantile of order quantileOrders[0] under `weights`.
+ *
+ * MahDistance: distances of rows mahFirstRow to mahLastRow - 1; checks nothing. */
+#define ORV_SS_COMPUTE(name)                                                                                 \
+  int32_t ORV_CALL _rnqdSS##name(SSTask* task, uint64_t estimates, uint64_t method,                          \
+                                 const SSThreadServices* services);                                          \
+  int32_t ORV_CALL _rnqsSS##name(SSTask* task, uint64_t estimates, uint64_t method,                          \
+                                 const SSThreadServices* services);
+ORV_SS_COMPUTE(Quantiles)
+ORV_SS_COMPUTE(Sort)
+ORV_SS_COMPUTE(StreamQuantiles)
+ORV_SS_COMPUTE(RobustCovariance)
+ORV_SS_COMPUTE(OutliersDetection)
+ORV_SS_COMPUTE(PooledCovariance)
+ORV_SS_COMPUTE(PartialCovariance)
+ORV_SS_COMPUTE(CorParametrization)
+ORV_SS_COMPUTE(MAD)
+ORV_SS_COMPUTE(MahDistance)
+ORV_SS_COMPUTE(WMedian)
+#undef ORV_SS_COMPUTE
+
+/* Frees the state of streams. */
+void ORV_CALL __rnqSQuantilesFreeBuffers(SSTask* task);
+
+/* Helpers. QSort sorts `count` elements in place, QSortStep elements a stride apart (-4000 without memory for a copy);
+ * QSortSelect gives the k-th smallest from 0 and leaves the array partly ordered. TestCovRank tests a full symmetric
+ * matrix for its rank before InvCov inverts it in the elements (i, j), j not below i, at i p + j, which alone are
+ * read: a matrix of too low a rank gets a raised diagonal; -4033 without a positive eigenvalue, -5040 with a NaN;
+ * -5041 and -5042 if it isn't positive definite. Lower elements are lost. */
+#define ORV_SS_HELPERS(t, T)                                                                                 \
+  int32_t ORV_CALL __rnq##t##QSort(intptr_t count, T* array);                                                \
+  int32_t ORV_CALL __rnq##t##QSortStep(intptr_t count, T* array, intptr_t stride);                           \
+  T ORV_CALL __rnq##t##QSortSelect(intptr_t count, T* array, intptr_t k);                                    \
+  int32_t ORV_CALL __rnq##t##TestCovRank(intptr_t p, T* matrix);                                             \
+  int32_t ORV_CALL __rnq##t##InvCov(intptr_t p, T* matrix);                                                  \
+  T ORV_CALL __rnq##t##Ln(T x);
+ORV_SS_HELPERS(d, double)
+ORV_SS_HELPERS(s, float)
+#undef ORV_SS_HELPERS
+
+/* The chi-square distribution: P(X <= x), its density (error: freedom times 2e-11), its inverse (0 for a probability
+ * not above 0, infinity for one not below 1); the logarithm of Gamma for positive arguments; floor; square root. */
+double ORV_CALL __rnqdChi2CDF(double freedom, double x);
+double ORV_CALL __rnqdChi2PDF(double freedom, double x);
+double ORV_CALL __rnqdChi2ICDF(double freedom, double probability);
+double ORV_CALL __rnqdLGamma(double x);
+double ORV_CALL __rnqdFloor(double x);
+double ORV_CALL __rnqdSqrt(double x);
 
 #ifdef __cplusplus
 }
