@@ -144,9 +144,6 @@ void Draw<T>::complex(T* a, int numbers) {
     }
     }
   }
-  // Infinities and NaN are matters of tables of cases: libraries do not agree about them.
-  for (int i = 0; i < 2 * numbers; ++i)
-    if (!std::isfinite(a[i])) a[i] = T(0.75);
   if (numbers == 2 && bits(2) == 0) {
     // One part of the product is a difference of nearly equal numbers.
     T const scale = static_cast<T>(std::ldexp(1.0, static_cast<int>(bits(3)) - 4));
@@ -155,6 +152,9 @@ void Draw<T>::complex(T* a, int numbers) {
     if (bits(1)) a[3] = -a[3];
     if (bits(1)) std::swap(a[2], a[3]);
   }
+  // Infinities and NaN are matters of tables of cases: libraries do not agree about them.
+  for (int i = 0; i < 2 * numbers; ++i)
+    if (!std::isfinite(a[i])) a[i] = T(0.75);
 }
 
 template <class T>

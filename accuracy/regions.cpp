@@ -107,6 +107,7 @@ constexpr Region table[] = {
     logs("Log1p", "sd", 1e-8, 0.5),
     interval("Log1p", "sd", -1, -0.9),
     // Roots and powers: whole binades, denormal results and arguments.
+    near("Inv", "s", 0x1p126, 8000), // results next to the smallest normal number
     interval("Inv Sqrt InvSqrt Cbrt InvCbrt Pow2o3", "sd", 1, 8),
     logs("Inv Sqrt InvSqrt Cbrt InvCbrt Pow2o3", "s", 1e-45, 1e-37),
     logs("Inv Sqrt InvSqrt Cbrt InvCbrt Pow2o3", "d", 5e-324, 1e-307),

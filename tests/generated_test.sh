@@ -5,8 +5,8 @@ set -eu
 cd "$1"
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
-for family in exp log pow; do
-  python3 -B "tools/${family}_tables.py" "$out/tables.inc"
+for family in exp log pow trig special; do
+  /usr/bin/python3 -B "tools/${family}_tables.py" "$out/tables.inc"
   cmp "$out/tables.inc" "kernels/$family/tables.inc"
 done
 ${CXX:-c++} -std=c++20 -O2 tools/jump_polynomials.cpp -o "$out/jump"

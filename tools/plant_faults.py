@@ -15,7 +15,8 @@ with an empty line between them:
 
 `find` is text that the file holds once; both texts may go on over lines that begin with a space. `as` says how a
 fault is switched at run time, so that one build holds them all:
-  expression   (FAULT(n) ? (new) : (old)); this is what a record without `as` means
+  expression   (FAULT(n) ? (new) : (old)); this is what a record without `as` means. Text and surroundings must bear
+               the parentheses: of a product a b c take all of it
   statement    { if (FAULT(n)) { new } else { old } }
   build        not at all: the fault gets a build of its own (constants, declarations)
 The build lies in a scratch copy of the tree. A fault counts as found if a program fails, crashes or does not end.

@@ -25,6 +25,7 @@
 #define ORV_ELEMENTWISE_H
 
 #include "orv/mode.h"
+#include "orv/platform.h"
 
 #include <stdint.h>
 
@@ -76,18 +77,18 @@ extern "C" {
 #endif
 
 #define ORV_DECLARE_(x, name, parameters)                                                                    \
-  typedef void(*orv_kernel_##x##name) parameters;                                                            \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;                                                 \
-  void _elw##x##name parameters;                                                                             \
-  void _elw##x##name##_HA parameters;                                                                        \
-  void ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;                                                 \
+  typedef void(ORV_CALL* orv_kernel_##x##name) parameters;                                                   \
+  void ORV_CALL ORV_JOIN(_elw##x##name, ORV_LEVEL_LA_##x) parameters;                                        \
+  void ORV_CALL _elw##x##name parameters;                                                                    \
+  void ORV_CALL _elw##x##name##_HA parameters;                                                               \
+  void ORV_CALL ORV_JOIN(_elw##x##name, ORV_LEVEL_EP_##x) parameters;                                                 \
   ORV_DECLARE_TABLES(x, name)
 #ifdef ORV_TABLES_DEFINED_HERE
 #  define ORV_DECLARE_TABLES(x, name)
 #else
 #  define ORV_DECLARE_TABLES(x, name)                                                                        \
-    extern const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3];                                    \
-    extern const float orv_elw_kernel_##x##name##_ctab[3];
+    ORV_DATA const orv_kernel_##x##name orv_elw_kernel_##x##name##_ttab[3];                                  \
+    ORV_DATA const float orv_elw_kernel_##x##name##_ctab[3];
 #endif
 #define ORV_DECLARE_real(x, name, form)                                                                      \
   ORV_DECLARE_(x, name, ORV_PARAMETERS_##form(ORV_TYPE_##x))                                                 \

@@ -1,5 +1,5 @@
-// Exp10: 10^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 128, the remainder in
-// decimal units.
+// Exp10: 10^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 4 in single precision (in registers)
+// and 128 in double, the remainder in decimal units. Polynomial in single precision: tools/exp2_float.sollya, 2^-28.0.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
 //   sExp10: LA 0.525 at -36.442749; HA 0.525 at -36.442749; EP 23.97 bits; 1.49 / 1.49 / 1.49
 //   dExp10: LA 0.749 at -307.764802; HA 0.749 at -307.764802; EP 53 bits; 2.69 / 2.69 / 2.69
@@ -19,15 +19,13 @@ struct Exp10<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1;
-  static constexpr float shifter = 12582912.0f;
+  static constexpr float biased_shifter = 12583420.0f; // 1.5 * 2^23, plus 4 times the exponent bias
   F eval(F x) const {
-    F const sum = simd::fma(x, F(425.206787109375f), F(shifter));
-    F const k = sum - F(shifter);
-    F const r = simd::fnma(k, F(-1.8713717508944683e-06f), simd::fnma(k, F(0.002353668212890625f), x));
-    auto const t = simd::lookup_pair(table_s128, simd::bits(sum) & Bits<float>(127));
-    F const q = r * simd::fma(r, F(2.650949716567993f), F(2.3025872707366943f));
-    F const p = t.hi + simd::fma(q, t.hi, t.lo);
-    return simd::from_bits(simd::bits(p) + (simd::shift_left<16>(simd::bits(sum)) & Bits<float>(0xFF800000)));
+    F const sum = simd::fma(x, F(13.28771209716797f), F(biased_shifter)), k = sum - F(biased_shifter);
+    F const r = simd::fnma(k, F(1.1512597666296642e-06f), simd::fnma(k, F(0.07525634765625f), x));
+    F const p =
+        simd::horner(r, 2.3025846481323242f, 2.6509487628936768f, 2.0357244014739990f, 1.1717568635940552f);
+    return times_quarter_power(sum, [r, p](F lo) { return simd::fma(r, p, lo); });
   }
   unsigned special(F x, F) const { return beyond(x, 37.929779052734375f); }
   int repair(float x, float& r) const {

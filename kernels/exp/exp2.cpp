@@ -1,5 +1,6 @@
-// Exp2: 2^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 64; the remainder is exact
-// and no multiplication is needed to split the argument.
+// Exp2: 2^x, one algorithm for all levels. Method: kernels/exp/reduction.h with K = 4 in single precision (the table is in
+// registers: 64 entries in memory took twice as long) and 64 in double; the remainder is exact and no multiplication is
+// needed to split the argument. Polynomial in single precision: tools/exp2_float.sollya, 2^-28.2.
 // Measured: largest error in ulp with its argument, good bits at EP, cycles an element at n = 1024 (LA / HA / EP).
 //   sExp2: LA 0.616 at -0.00401392533; HA 0.616 at -0.00401392533; EP 23.84 bits; 1.50 / 1.49 / 1.49
 //   dExp2: LA 0.52 at 89.9442339; HA 0.52 at 89.9442339; EP 52.99 bits; 2.49 / 2.49 / 2.49
@@ -19,14 +20,13 @@ struct Exp2<float, level> {
   using Operand = float;
   using Result = float;
   static constexpr int operands = 1, results = 1;
-  static constexpr float shifter = 196608.0f; // 1.5 * 2^17
+  static constexpr float biased_shifter = 3145855.0f; // 1.5 * 2^21, plus the exponent bias
   F eval(F x) const {
-    F const sum = x + F(shifter);
-    F const r = x - (sum - F(shifter));
-    auto const t = simd::lookup_pair(table_s64, simd::bits(sum) & Bits<float>(63));
-    F const q = r * simd::fma(r, F(0.24022668600082397f), F(0.693149745464325f));
-    F const p = t.hi + simd::fma(q, t.hi, t.lo);
-    return simd::from_bits(simd::bits(p) + (simd::shift_left<17>(simd::bits(sum)) & Bits<float>(0xFF800000)));
+    F const sum = x + F(biased_shifter);
+    F const r = x - (sum - F(biased_shifter));
+    F const p =
+        simd::horner(r, 0.69314706325531f, 0.24022647738456726f, 0.05553136393427849f, 0.009622474201023579f);
+    return times_quarter_power(sum, [r, p](F lo) { return simd::fma(r, p, lo); });
   }
   unsigned special(F x, F) const { return beyond(x, 126.0f); }
   int repair(float x, float& r) const {

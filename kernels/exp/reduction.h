@@ -123,6 +123,18 @@ ORV_INLINE int repair(T x, T& r, Limits<T> const& limits, bool at_limits, Comput
 
 // ---- vector ----
 
+// 2^m 2^(j/4) (1 + s), where the low bits of a sum are j + 4 (m + 127): four table entries in registers, low parts
+// relative to the high ones. `s` is what comes behind the 1, but for the low part.
+template <class Rest>
+ORV_INLINE F times_quarter_power(F sum, Rest rest) {
+  F const hi = simd::repeat4(table_s4[0].hi, table_s4[1].hi, table_s4[2].hi, table_s4[3].hi);
+  F const lo = simd::repeat4(table_s4[0].lo, table_s4[1].lo, table_s4[2].lo, table_s4[3].lo);
+  Bits<float> const index = simd::bits(sum);
+  F const power = simd::from_bits(simd::shift_left<21>(index) & Bits<float>(0x7F800000));
+  F const m = power * simd::pick4(hi, index);
+  return simd::fma(rest(simd::pick4(lo, index)), m, m);
+}
+
 // |x| above a limit, or NaN: by the bit patterns as signed integers; in `d` by the upper words, which makes
 // `limit` a multiple of 2^-20 of its leading bit.
 ORV_INLINE unsigned beyond(F x, float limit) {

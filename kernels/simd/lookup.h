@@ -79,6 +79,43 @@ ORV_INLINE VecRow4 lookup_row(const Row4* table, Bits<double> index) {
   return transpose(row(0), row(1), row(2), row(3));
 }
 
+// Part `part` of longer rows, of `stride` doubles.
+template <int stride, int part>
+ORV_INLINE VecRow4 lookup_part(const double* table, Offsets4 row) {
+  auto at = [&](int lane) { return _mm256_load_pd(table + row.i[lane] * stride + 4 * part); };
+  return transpose(at(0), at(1), at(2), at(3));
+}
+// A row of eight floats for each lane.
+struct VecRow8 {
+  Vec<float> v[8];
+};
+ORV_INLINE VecRow8 lookup_row8(const float* table, Bits<float> index) {
+  alignas(32) uint32_t row[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(row), index.v);
+  __m256 r[8], t[8];
+#pragma GCC unroll 8
+  for (int i = 0; i < 8; ++i) r[i] = _mm256_load_ps(table + 8 * row[i]);
+#pragma GCC unroll 4
+  for (int i = 0; i < 4; ++i) {
+    t[2 * i] = _mm256_unpacklo_ps(r[2 * i], r[2 * i + 1]);
+    t[2 * i + 1] = _mm256_unpackhi_ps(r[2 * i], r[2 * i + 1]);
+  }
+#pragma GCC unroll 2
+  for (int i = 0; i < 2; ++i) {
+    r[4 * i] = _mm256_shuffle_ps(t[4 * i], t[4 * i + 2], 0x44);
+    r[4 * i + 1] = _mm256_shuffle_ps(t[4 * i], t[4 * i + 2], 0xEE);
+    r[4 * i + 2] = _mm256_shuffle_ps(t[4 * i + 1], t[4 * i + 3], 0x44);
+    r[4 * i + 3] = _mm256_shuffle_ps(t[4 * i + 1], t[4 * i + 3], 0xEE);
+  }
+  VecRow8 out;
+#pragma GCC unroll 4
+  for (int i = 0; i < 4; ++i) {
+    out.v[i] = _mm256_permute2f128_ps(r[i], r[i + 4], 0x20);
+    out.v[i + 4] = _mm256_permute2f128_ps(r[i], r[i + 4], 0x31);
+  }
+  return out;
+}
+
 // 32 bytes from a byte on for each lane, as four 64-bit words, the lowest first.
 ORV_INLINE VecRow4 lookup_window(const unsigned char* bytes, Bits<double> index) {
   Offsets4 const o = extract(index);

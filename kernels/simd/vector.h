@@ -414,6 +414,8 @@ ORV_INLINE F load_part(const float* p, Bits<float> which, F fill) {
 ORV_INLINE D load_part(const double* p, Bits<double> which, D fill) {
   return _mm256_blendv_pd(fill.v, _mm256_maskload_pd(p, which.v), _mm256_castsi256_pd(which.v));
 }
+// Four constants, again and again.
+ORV_INLINE F repeat4(float a, float b, float c, float d) { return _mm256_setr_ps(a, b, c, d, a, b, c, d); }
 // The real and imaginary part of one complex number in every pair of lanes.
 ORV_INLINE F broadcast_pair(const float* p) {
   return _mm256_castpd_ps(_mm256_broadcast_sd(reinterpret_cast<const double*>(p)));
@@ -447,6 +449,21 @@ ORV_INLINE void store_first(double* p, int m, D a) {
     p += 2;
   }
   if (m & 1) _mm_store_sd(p, x);
+}
+
+// The even and the odd lanes of two vectors that lie one behind the other.
+template <class T>
+struct VecTwo {
+  Vec<T> first, second;
+};
+ORV_INLINE VecTwo<float> deinterleave(F a, F b) {
+  __m256 const even = _mm256_shuffle_ps(a.v, b.v, 0x88), odd = _mm256_shuffle_ps(a.v, b.v, 0xDD);
+  return {_mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(even), 0xD8)),
+          _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(odd), 0xD8))};
+}
+ORV_INLINE VecTwo<double> deinterleave(D a, D b) {
+  return {_mm256_permute4x64_pd(_mm256_unpacklo_pd(a.v, b.v), 0xD8),
+          _mm256_permute4x64_pd(_mm256_unpackhi_pd(a.v, b.v), 0xD8)};
 }
 
 // ---- polynomials ----

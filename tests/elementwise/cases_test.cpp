@@ -1,6 +1,6 @@
 // Special values and statuses by family, from tables of cases: tests/vectors/elementwise/*.txt. A line is
 //   NAME TYPES LEVELS : OPERANDS -> RESULTS [status N]
-// with * for all types or levels. Results are compared as bits; "nan" is any quiet NaN, "~x" within 2 ulp.
+// with * for all real types or all levels. A complex operand or result is two numbers. Results are compared as bits; "nan" is any quiet NaN, "~x" within 2 ulp.
 #include "tests/elementwise/support.h"
 
 #include <filesystem>
@@ -60,6 +60,29 @@ void check(Elementwise const& f, Level level, Case const& c) {
   }
 }
 
+// Operands and results of two numbers, a result that is real of one.
+template <class T>
+void check_complex(Elementwise const& f, Level level, Case const& c) {
+  std::size_t const results = c.results.size();
+  for (std::size_t place : {0, 7, 9}) {
+    std::vector<T> a(2 * (place + 1), T(0.875)), b(2 * (place + 1), T(1.125)), r(results * (place + 1));
+    for (std::size_t k = 0; k < c.operands.size(); ++k) {
+      T const x = parse<T>(c.operands[k]);
+      std::memcpy(&(k < 2 ? a : b)[2 * place + k % 2], &x, sizeof(T));
+    }
+    Arrays x{.a = a.data(), .b = b.data(), .r1 = r.data()};
+    x.scalars[0] = static_cast<double>(b[2 * place]);
+    x.scalars[1] = static_cast<double>(b[2 * place + 1]);
+    ErrorLog log;
+    f.call(level, x, place + 1);
+    int status = 0;
+    for (auto const& e : log.errors())
+      if (e.index == place) status = e.status;
+    for (std::size_t k = 0; k < results; ++k) expect(r[results * place + k], c.results[k]);
+    EXPECT_EQ(status, c.status);
+  }
+}
+
 TEST(Cases, SpecialValuesAndStatuses) {
   namespace fs = std::filesystem;
   int count = 0;
@@ -77,13 +100,18 @@ TEST(Cases, SpecialValuesAndStatuses) {
       while (words >> word && word != "status") c.results.push_back(word);
       words >> c.status;
       ASSERT_FALSE(c.operands.empty() || c.results.empty());
-      for (char type : {'s', 'd'}) {
-        if (types != "*" && types.find(type) == std::string::npos) continue;
+      for (char type : {'s', 'd', 'c', 'z'}) {
+        bool const complex = type == 'c' || type == 'z';
+        if (types == "*" ? complex : types.find(type) == std::string::npos) continue;
         auto const f = Elementwise::find(type, name);
         for (Level level : {Level::LA, Level::HA, Level::EP}) {
           if (levels != "*" && levels.find(level_name(level)) == std::string::npos) continue;
           ++count;
-          if (type == 's')
+          if (type == 'c')
+            check_complex<float>(f, level, c);
+          else if (type == 'z')
+            check_complex<double>(f, level, c);
+          else if (type == 's')
             check<float>(f, level, c);
           else
             check<double>(f, level, c);

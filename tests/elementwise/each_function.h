@@ -15,17 +15,24 @@ namespace orv::test {
 
 class EachFunction : public testing::TestWithParam<Function const*> {};
 
-inline std::vector<Function const*> functions_of_numbers(bool (*wanted)(Function const&)) {
+inline std::vector<Function const*> functions_of_types(std::string_view types,
+                                                       bool (*wanted)(Function const&)) {
   std::vector<Function const*> all;
   for (Function const& f : functions)
-    if ((f.type == 's' || f.type == 'd') && f.form != Form::pack && wanted(f)) all.push_back(&f);
+    if (types.find(f.type) != types.npos && f.form != Form::pack && wanted(f)) all.push_back(&f);
   return all;
+}
+inline std::vector<Function const*> functions_of_numbers(bool (*wanted)(Function const&)) {
+  return functions_of_types("sd", wanted);
 }
 inline std::string function_name(testing::TestParamInfo<Function const*> const& info) {
   return info.param->type + std::string(info.param->name);
 }
 #define ORV_EACH_FUNCTION_THAT(Suite, wanted)                                                                \
   INSTANTIATE_TEST_SUITE_P(All, Suite, testing::ValuesIn(functions_of_numbers(wanted)), function_name)
+#define ORV_EACH_COMPLEX_FUNCTION_THAT(Suite, wanted)                                                        \
+  INSTANTIATE_TEST_SUITE_P(AllComplex, Suite, testing::ValuesIn(functions_of_types("cz", wanted)),           \
+                           function_name)
 #define ORV_EACH_FUNCTION(Suite) ORV_EACH_FUNCTION_THAT(Suite, [](Function const&) { return true; })
 
 // Runs a check for each level of a function that has a kernel of its own, and its scalars:

@@ -116,6 +116,23 @@ TEST_P(EveryKernel, NoAccessBeyondTheArrays) {
         x.inca = x.incb = x.incr1 = x.incr2 = 1;
         f.call_strided(level, x, static_cast<int>(n));
       }
+      // Strided: the gaps may be read, what lies behind the last element not.
+      for (int stride : {2, -2}) {
+        std::size_t const spread = n ? 2 * n - 1 : 0;
+        for (auto side : {Guarded<T>::at_end, Guarded<T>::at_start}) {
+          Guarded<T> a(spread, side), b(spread, side), r1(spread, side), r2(spread, side);
+          std::ptrdiff_t const first = stride < 0 && n ? static_cast<std::ptrdiff_t>(spread) - 1 : 0;
+          for (std::size_t i = 0; i < spread; ++i) a[i] = b[i] = T(1.25);
+          ErrorLog quiet;
+          Arrays x = with_scalars({.a = a.data() + first,
+                                   .b = b.data() + first,
+                                   .r1 = r1.data() + first,
+                                   .r2 = r2.data() + first},
+                                  scalar);
+          x.inca = x.incb = x.incr1 = x.incr2 = stride;
+          f.call_strided(level, x, static_cast<int>(n));
+        }
+      }
       // Memory behind a result that is not the array's end is left alone too.
       auto const a = mixed_values<T>(n, 5), b = mixed_values<T>(n, 6);
       std::vector<T> r1(n + 40, T(77)), r2(n + 40, T(77));

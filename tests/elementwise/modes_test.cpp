@@ -72,6 +72,23 @@ TEST_F(Mode, InexactStaysVisibleToTheCaller) {
   }
 }
 
+TEST_F(Mode, TheCallersUnmaskedX87ExceptionsAreNotDelivered) {
+  // The report raises the flag in the x87 unit, which the mode does not want trapped.
+  set(ORV_ERRMODE_EXCEPT);
+  unsigned short before, after, status;
+  unsigned short const unmasked = 0x0340;
+  __asm__ volatile("fnstcw %0" : "=m"(before));
+  for (std::size_t n : {1, 40}) {
+    std::vector<double> x(n, -1.0), r(n);
+    __asm__ volatile("fnclex\n\tfldcw %0" ::"m"(unmasked));
+    ORV_FUNCTION_OF(_elwdLn)(static_cast<int>(n), x.data(), r.data());
+    __asm__ volatile("fnstcw %0\n\tfnstsw %1\n\tfnclex" : "=m"(after), "=m"(status));
+    __asm__ volatile("fldcw %0" ::"m"(before));
+    EXPECT_EQ(after, unmasked);
+    EXPECT_TRUE(std::isnan(r[n - 1]));
+  }
+}
+
 int replace(OrvErrorRecord* record) {
   record->res1 = 42 + record->index;
   return 0;

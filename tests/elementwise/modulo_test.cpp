@@ -78,6 +78,15 @@ void check_all() {
       b.push_back(y);
     }
   }
+  // Next to multiples that are no numbers of the type: the quotient rounds up to the whole one above it.
+  for (int k = 0; k < 20000; ++k) {
+    T const y = number(static_cast<int>(random() % 8)),
+            x = y * static_cast<T>(3 + random() % (bits == 24 ? 1000 : 10000000));
+    for (T v : {x, std::nextafter(x, T(0)), -x}) {
+      a.push_back(v);
+      b.push_back(y);
+    }
+  }
   for (std::size_t i = 0; i < a.size(); ++i) {
     if (b[i] == 0) b[i] = std::numeric_limits<T>::denorm_min();
     if (a[i] == 0) a[i] = std::numeric_limits<T>::denorm_min();

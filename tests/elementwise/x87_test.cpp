@@ -1,6 +1,6 @@
 // The x87 unit's sticky flags: kernels compute in vector registers, and a denormal that passes through that unit's
 // stack, as results of functions do in 32-bit code, would leave its mark there.
-#include "tests/elementwise/support.h"
+#include "tests/elementwise/each_function.h"
 
 namespace orv::test {
 namespace {
@@ -12,8 +12,9 @@ uint16_t x87_flags() {
 }
 void clear_x87_flags() { __asm__ volatile("fnclex"); }
 
-TEST(X87, NoKernelRaisesItsFlags) {
-  for_each_kernel([]<class T>(Elementwise const& f, Level level, double scalar) {
+class X87 : public EachFunction {};
+TEST_P(X87, KernelsRaiseNoneOfItsFlags) {
+  for_each_level(*GetParam(), []<class T>(Elementwise const& f, Level level, double scalar) {
     constexpr T least = std::numeric_limits<T>::denorm_min(), small = std::numeric_limits<T>::min();
     auto a = mixed_values<T>(512, 3), b = mixed_values<T>(512, 4);
     std::size_t i = 0;
@@ -34,6 +35,7 @@ TEST(X87, NoKernelRaisesItsFlags) {
     clear_x87_flags();
   });
 }
+ORV_EACH_FUNCTION(X87);
 
 } // namespace
 } // namespace orv::test

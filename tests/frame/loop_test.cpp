@@ -30,6 +30,22 @@ struct Spread {
   static constexpr int operands = 1, results = 1, unroll = 2;
   auto eval(Vec<T> x) const { return ComplexVec<T>{x, x + x}; }
 };
+// Two results; a negative operand is an error, whose results the repair makes.
+template <class T>
+struct Halves {
+  using Operand = T;
+  using Result = T;
+  static constexpr int operands = 1, results = 2;
+  Pair<Vec<T>> eval(Vec<T> x) const { return {x * Vec<T>(T(0.5)), x + x}; }
+  unsigned special(Vec<T> x, Pair<Vec<T>> const&) const {
+    return simd::lane_mask(simd::compare<_CMP_LT_OQ>(x, Vec<T>(T(0))));
+  }
+  int repair(T x, T& r1, T& r2) const {
+    r1 = x - 1;
+    r2 = x - 2;
+    return 1;
+  }
+};
 template <class T>
 struct Exchange {
   using Operand = Complex<T>;
@@ -107,6 +123,49 @@ TEST(Loop, ReportsOfComplexOperandsCountElements) {
   orv_elw_kernel_ClearErrorCallBack();
   EXPECT_EQ(last_index, 10);
   EXPECT_EQ(last_part, 5);
+}
+
+// What the callback gets and what it leaves, in both results, at every place and length.
+template <class T>
+void check_two_results() {
+  static std::vector<OrvErrorRecord> seen;
+  orv_elw_kernel_SetErrorCallBack([](OrvErrorRecord* record) {
+    seen.push_back(*record);
+    record->res1 = 1000 + record->index;
+    record->res2 = 2000 + record->index;
+    return 0;
+  });
+  for (int n = 1; n < 40; ++n)
+    for (int bad = 0; bad < n; ++bad) {
+      auto const size = static_cast<std::size_t>(n);
+      std::vector<T> x(size), r1(size + 1), r2(size + 1);
+      for (int i = 0; i < n; ++i) x[static_cast<std::size_t>(i)] = static_cast<T>(i == bad ? -3 : i);
+      seen.clear();
+      {
+        ControlState const control;
+        ContiguousIn<T> const in{x.data()};
+        run(control, Halves<T>(), n, in, in, ContiguousOut<T>{r1.data()}, ContiguousOut<T>{r2.data()},
+            "halves");
+      }
+      ASSERT_EQ(seen.size(), 1u) << "n " << n << ", element " << bad;
+      ASSERT_EQ(seen[0].index, bad);
+      ASSERT_EQ(seen[0].arg1, -3);
+      ASSERT_EQ(seen[0].res1, -4);
+      ASSERT_EQ(seen[0].res2, -5);
+      for (int i = 0; i < n; ++i) {
+        auto const k = static_cast<std::size_t>(i);
+        ASSERT_EQ(r1[k], i == bad ? static_cast<T>(1000 + i) : static_cast<T>(i) / 2)
+            << "n " << n << ", i " << i;
+        ASSERT_EQ(r2[k], i == bad ? static_cast<T>(2000 + i) : static_cast<T>(2 * i))
+            << "n " << n << ", i " << i;
+      }
+      ASSERT_EQ(r1[size] + r2[size], 0) << "behind the end";
+    }
+  orv_elw_kernel_ClearErrorCallBack();
+}
+TEST(Loop, ACallbackChangesBothResultsAtEveryPlace) {
+  check_two_results<float>();
+  check_two_results<double>();
 }
 
 } // namespace

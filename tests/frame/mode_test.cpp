@@ -41,6 +41,8 @@ TEST(Mode, DefaultComesFromTheEnvironment) {
       {"elw_ep", 0x1A02},
       {"ELW_EPX", 0x1A02},
       {"EP", 0x1A02},
+      {"ELW_EPTELW_LA", 0x1A02},
+      {"ELW_EP;ELW_LA", 0x1A02},
       {"ELW_EP,ELW_NONSENSE", 0x1A02},
   };
   for (auto const& c : cases) EXPECT_EQ(fresh_mode(c.value), c.mode) << (c.value ? c.value : "(unset)");
@@ -108,7 +110,7 @@ TEST(Mode, TheTableIndexIsThatOfTheAccuracy) {
   for (uint32_t accuracy : {1u, 2u, 3u}) {
     ElwGetThreadState().mode = 0x1A00 | accuracy;
     EXPECT_EQ(orv_elw_kernel_GetTTableIndex(), static_cast<int>(accuracy) - 1);
-    EXPECT_EQ(orv_elw_kernel_GetTTableIndexM(0, 0x141A00 | accuracy), static_cast<int>(accuracy) - 1);
+    EXPECT_EQ(orv_elw_kernel_GetTTableIndexM(0, 0x141A30 | accuracy), static_cast<int>(accuracy) - 1);
   }
   ElwGetThreadState().mode = 0x1A02;
 }
@@ -155,6 +157,10 @@ TEST(Mode, CallbackAndItsBit) {
   orv_elw_kernel_SetMode(0x1000);
   EXPECT_EQ(orv_elw_kernel_ClearErrorCallBack(), some_callback);
   EXPECT_EQ(orv_elw_kernel_GetMode() & 0xFF00, 0x1000u) << "an empty error field is left alone";
+  orv_elw_kernel_SetMode(0x200);
+  orv_elw_kernel_SetErrorCallBack(some_callback);
+  orv_elw_kernel_ClearErrorCallBack();
+  EXPECT_EQ(orv_elw_kernel_GetMode() & 0xFF00, 0x200u) << "the bit goes with the callback";
   orv_elw_kernel_SetMode(0x1A02);
 }
 

@@ -229,6 +229,12 @@ TEST_F(Report, MessagesWordForWord) {
   EXPECT_EQ(printed(-2, 5, 8), "orv: vdName: memory that was given cannot be accessed\n");
   EXPECT_EQ(printed(9, -4, 7), "orv: vdName: unknown error\n" + one_argument + one_result);
   EXPECT_EQ(printed(0, 5, 8), "");
+  // A NaN that stands in for the second operand is that of the first.
+  double const nan[1] = {NAN};
+  double result[1] = {7};
+  testing::internal::CaptureStderr();
+  ElwReportErrorD(1, 0, nan, nan, result, result, "vdName");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), domain + "orv:   element 0: argument nan\n" + one_result);
 }
 
 uint16_t x87_flags() {
@@ -291,7 +297,11 @@ TEST_F(Report, ATrappedExceptionIsDelivered) {
     if (sigsetjmp(landing, 1) == 0) ElwReportErrorD(c.status, 0, a, a, r, r, "vdLn");
     EXPECT_EQ(delivered_code, c.code) << "status " << c.status;
     __asm__ volatile("fnclex\n\tfninit");
-    // Another status than the trapped one is not delivered.
+    // Another status than the trapped one is not delivered, nor an exception that was raised before.
+    uint32_t const without_trap = ORV_HA | ORV_ERRMODE_EXCEPT;
+    ElwGetThreadState().mode = without_trap;
+    ElwReportErrorD(c.status, 0, a, a, r, r, "vdLn");
+    ElwGetThreadState().mode = without_trap | c.trap;
     delivered_code = 0;
     if (sigsetjmp(landing, 1) == 0) ElwReportErrorD(c.status % 4 + 1, 0, a, a, r, r, "vdLn");
     EXPECT_EQ(delivered_code, 0);

@@ -1,0 +1,10 @@
+// Gamma numbers for generators that build on them. A frame with the logarithm's callback is in force.
+#pragma once
+#include "distributions/draw.h"
+
+namespace orv::distributions {
+
+int32_t gamma(Source const& source, int n, double* r, double alpha, double a, double beta);
+int32_t gamma(Source const& source, int n, float* r, float alpha, float a, float beta);
+
+} // namespace orv::distributions
