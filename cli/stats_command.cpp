@@ -2,6 +2,8 @@
 // larger than memory.
 #include "cli/command.h"
 #include "cli/csv.h"
+#include "cli/statistics_plot.h"
+#include "frontend/robust.h"
 #include "frontend/summary.h"
 
 #include <algorithm>
@@ -14,10 +16,16 @@ namespace orv::cli {
 namespace {
 
 struct Options {
-  std::string file, method = "one-pass", weights;
+  std::string file, method = "one-pass", weights, svg;
   std::vector<std::string> columns;
+  std::vector<double> quantiles;
+  double epsilon = 0;
   bool covariance = false, correlation = false, skip_missing = false, csv = false, no_header = false;
+  bool mad = false, robust = false;
   int block = 16384, threads = 0;
+
+  // What is made of whole columns.
+  bool wants_columns() const { return (!quantiles.empty() && epsilon == 0) || mad || robust || !svg.empty(); }
 };
 
 // Reads the file in blocks of complete rows.
@@ -99,13 +107,43 @@ struct Pass {
   std::unique_ptr<Summary> summary;
   std::vector<std::string> names;
   long skipped = 0;
+  Columns columns;                         // if they are wanted, or few enough for exact quantiles
+  std::unique_ptr<StreamQuantiles> stream; // with an error bound
 };
+
+// Columns are kept where something needs them; beside a stream of quantiles, as long as its bound doesn't hold.
+class Keeper {
+ public:
+  Keeper(Options const& o, Pass& pass, int columns) : options_(o), pass_(pass) {
+    if (!o.quantiles.empty() && o.epsilon > 0)
+      pass.stream = std::make_unique<StreamQuantiles>(columns, o.quantiles, o.epsilon, o.threads);
+    if (pass.stream || o.wants_columns()) pass.columns.resize(static_cast<std::size_t>(columns));
+  }
+  void add(double const* rows, int count) {
+    std::size_t const p = pass_.columns.size();
+    if (pass_.stream) pass_.stream->add(rows, count);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count) && p > 0; ++i)
+      for (std::size_t j = 0; j < p; ++j) pass_.columns[j].push_back(rows[i * p + j]);
+    if (pass_.stream && p > 0 && !options_.wants_columns() &&
+        static_cast<double>(pass_.columns[0].size()) > 32 / options_.epsilon)
+      pass_.columns = {}; // from here on the stream's bound holds
+  }
+
+ private:
+  Options const& options_;
+  Pass& pass_;
+};
+
 Pass go_over(Options const& o, Summary::Options options, const char* what) {
   Blocks blocks(o);
   Progress progress(what, blocks.size());
   options.threads = o.threads;
-  Pass pass{std::make_unique<Summary>(blocks.columns(), std::move(options)), {}};
-  while (blocks.next(progress)) pass.summary->add(blocks.values(), blocks.count(), blocks.weights());
+  Pass pass{std::make_unique<Summary>(blocks.columns(), std::move(options)), {}, 0, {}, nullptr};
+  Keeper keeper(o, pass, blocks.columns());
+  while (blocks.next(progress)) {
+    pass.summary->add(blocks.values(), blocks.count(), blocks.weights());
+    keeper.add(blocks.values(), blocks.count());
+  }
   for (int j = 0; j < blocks.columns(); ++j) pass.names.push_back(blocks.name(j));
   pass.skipped = blocks.skipped();
   return pass;
@@ -149,13 +187,64 @@ void print_matrix(Options const& o, std::vector<std::string> const& names, const
   });
 }
 
+// Quantiles by the stream where its bound holds, exact ones else.
+Columns quantiles_of(Options const& o, Pass const& pass) {
+  if (!pass.columns.empty()) return quantiles(pass.columns, o.quantiles, o.threads);
+  return pass.stream->report();
+}
+
+void print_robust(Options const& o, Pass const& pass) {
+  Columns const quartiles = o.quantiles.empty() ? Columns{} : quantiles_of(o, pass);
+  if (!quartiles.empty() || o.mad) {
+    std::vector<double> const deviations =
+        o.mad ? median_deviations(pass.columns, o.threads) : std::vector<double>{};
+    std::size_t const m = quartiles.empty() ? 0 : o.quantiles.size();
+    fmt::print("\n");
+    print_table(o, pass.names.size() + 1, 1 + m + o.mad, [&](std::size_t i, std::size_t j) -> std::string {
+      if (j == 0) return i == 0 ? "column" : pass.names[i - 1];
+      if (j <= m)
+        return i == 0 ? fmt::format("q{:g}", o.quantiles[j - 1]) : number(o, quartiles[i - 1][j - 1]);
+      return i == 0 ? "mad" : number(o, deviations[i - 1]);
+    });
+  }
+  if (!o.robust) return;
+  RobustFit const fit = robust_fit(pass.columns, o.threads);
+  std::size_t const p = pass.names.size();
+  fmt::print("\n");
+  print_table(o, p + 1, 2, [&](std::size_t i, std::size_t j) -> std::string {
+    if (i == 0) return j == 0 ? "robust" : "location";
+    return j == 0 ? pass.names[i - 1] : number(o, fit.location[i - 1]);
+  });
+  print_matrix(o, pass.names, "robust covariance", [&](int i, int j) {
+    return fit.covariance[static_cast<std::size_t>(i) * p + static_cast<std::size_t>(j)];
+  });
+}
+
+void draw(Options const& o, Pass const& pass) {
+  if (o.svg.empty()) return;
+  if (o.robust && pass.columns.size() > 1) {
+    Columns const two(pass.columns.begin(), pass.columns.begin() + 2);
+    scatter_plot(two, {pass.names[0], pass.names[1]}, robust_fit(two, o.threads)).write(o.svg);
+  } else {
+    box_plot(pass.columns, pass.names, quantiles(pass.columns, {0.25, 0.5, 0.75}, o.threads)).write(o.svg);
+  }
+}
+
 void run(Options const& o) {
+  if (o.epsilon > 0 && o.quantiles.empty())
+    throw Error("--stream-epsilon bounds the error of --quantiles: name some");
+  if (!o.weights.empty() && (!o.quantiles.empty() || o.mad || o.robust || !o.svg.empty()))
+    throw Error("quantiles, deviations and robust estimates take no weights");
   Summary::Options options{
       .method = method_of(o.method), .covariance = o.covariance, .correlation = o.correlation};
   if (options.method == Summary::Method::user_mean) {
     if (o.file == "-")
       throw Error("the user-mean method goes over the file twice; standard input can be read once");
-    Pass const first = go_over(o, {}, "means");
+    Options moments = o; // nothing else on the way
+    moments.quantiles.clear();
+    moments.mad = moments.robust = false;
+    moments.svg.clear();
+    Pass const first = go_over(moments, {}, "means");
     for (int j = 0; j < first.summary->columns(); ++j) options.mean.push_back(first.summary->mean(j));
   }
   Pass const pass = go_over(o, options, "statistics");
@@ -175,6 +264,8 @@ void run(Options const& o) {
     print_matrix(o, pass.names, "covariance", [&](int i, int j) { return s.covariance(i, j); });
   if (o.correlation)
     print_matrix(o, pass.names, "correlation", [&](int i, int j) { return s.correlation(i, j); });
+  print_robust(o, pass);
+  draw(o, pass);
 }
 
 Command const
@@ -193,12 +284,27 @@ Command const
           ->check(CLI::Range(0, 1024));
       app.add_flag("--cov", o->covariance, "print the covariance matrix");
       app.add_flag("--cor", o->correlation, "print the correlation matrix");
+      app.add_option("--quantiles", o->quantiles, "orders from 0 to 1, as 0.1,0.5: quantiles of each column")
+          ->delimiter(',')
+          ->check(CLI::Range(0.0, 1.0));
+      app.add_option(
+             "--stream-epsilon", o->epsilon,
+             "quantiles in one pass, for files larger than memory: of n rows, ranks within this share of n")
+          ->check(CLI::Range(1e-6, 1.0));
+      app.add_flag("--mad", o->mad, "median absolute deviation of each column");
+      app.add_flag("--robust", o->robust, "location and covariance that outliers don't move");
+      app.add_option(
+          "--svg", o->svg,
+          "draw box plots to this file; with --robust the first two columns, their ellipse and outliers");
       app.add_flag("--no-header", o->no_header, "the first line is numbers; columns are named 1, 2, ...");
       app.add_flag("--skip-missing", o->skip_missing, "leave rows with a missing cell out");
       app.add_flag("--csv", o->csv, "print CSV with all digits");
       app.footer(
           "sd has n - 1 below the line. skewness is the third central moment over sd^3, kurtosis the fourth\n"
-          "over sd^4, less 3.");
+          "over sd^4, less 3. mad has no factor: times 1.4826 it is the sd of normal data. Quantiles lie on "
+          "straight\n"
+          "lines between sorted values (R's type 7); --stream-epsilon takes exact ones up to 32 / epsilon "
+          "rows.");
       return [o] { run(*o); };
     });
 

@@ -46,3 +46,26 @@ if [ -z "$emulator" ] && ! grep -q __asan_init "$orv"; then # which reserve more
 fi
 expect 2 'not in' stats --method slow "$data/nile.csv"
 expect 2 'block' stats --block 0 "$data/nile.csv"
+# Quantiles and deviations as R has them; the stream's bound doesn't hold for few rows, and quantiles are exact.
+for epsilon in '' '--stream-epsilon 0.01'; do
+  # shellcheck disable=SC2086
+  expect 0 '^waiting +64 +86 +8$' stats --quantiles 0.33333333333333333,0.9 --mad $epsilon "$data/faithful.csv"
+done
+(printf 'x\n' && seq 1 100000) >"$work/numbers.csv"
+expect 0 '^x +(499[0-9]{2}|500[0-9]{2})$' stats --quantiles 0.5 --stream-epsilon 0.001 "$work/numbers.csv"
+expect 0 '^x +50000\.5$' stats --quantiles 0.5 "$work/numbers.csv"
+expect 0 '^Air.Flow +56\.4149' stats --robust "$data/stackloss.csv"
+[ "$("$orv" outliers --robust --csv "$data/stackloss.csv" | cut -d, -f1 | tr '\n' ' ')" = 'row 1 2 3 4 21 ' ] || fail "the outliers of the stack loss data"
+expect 0 '^row' outliers --svg "$work/outliers.svg" "$data/faithful.csv"
+expect 0 '^waiting' stats --svg "$work/boxes.svg" "$data/faithful.csv"
+for picture in outliers boxes; do
+  python3 -c 'import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])' "$work/$picture.svg" || fail "a picture that is no XML"
+done
+expect 1 'airquality.csv:6: the cell of column Ozone is missing' outliers "$data/airquality.csv"
+(printf 'x,y\n' && for i in 1 2 3 4 5 6 7 8 9 10 11 12; do echo "$i,3"; done) >"$work/constant.csv"
+expect 1 'column 2 is one value' outliers "$work/constant.csv"
+printf 'x,y\n1,2\n2,1\n3,5\n' >"$work/few.csv"
+expect 1 'too few rows' outliers "$work/few.csv"
+expect 1 'take no weights' stats --mad --weights w "$work/weighted.csv"
+expect 1 'name some' stats --stream-epsilon 0.1 "$data/faithful.csv"
+expect 2 'quantiles' stats --quantiles 1.5 "$data/faithful.csv"
