@@ -1,10 +1,12 @@
 // orv random: numbers of a basic generator, printed or written to a file.
 #include "cli/command.h"
+#include "frontend/distributions.h"
 #include "frontend/library.h"
 #include "orv/streams.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
@@ -36,9 +38,9 @@ constexpr Family families[] = {{"MCG31M1", RnqMCG31M1, 1},
 
 struct Options {
   std::string brng = "MT19937", seed = "1", type = "d", interval = "0,1", n = "10", out, skip, leapfrog, save,
-              load;
-  int dimension = 0;
-  bool integer = false;
+              load, dist, params;
+  int dimension = 0, method = 0;
+  bool integer = false, list = false, summary = false;
 };
 
 bool same_letters(std::string const& a, std::string const& b) {
@@ -254,7 +256,61 @@ void draw(Stream const& stream, char kind, int32_t n, char* block, Interval cons
   expect(status, "drawing");
 }
 
+void list_distributions() {
+  for (DistributionInfo const& d : distributions()) {
+    std::string line = fmt::format("{:<15}", std::string(d.name));
+    for (ParameterRange const& p : d.parameters) {
+      std::string const low = p.low <= -1e300 ? "-inf" : fmt::format("{}", p.low),
+                        high = p.high >= 1e300 ? "inf" : fmt::format("{}", p.high);
+      line += fmt::format(" {} in {}{}, {}{}", std::string(p.name), p.low_open ? '(' : '[', low, high,
+                          p.high_open ? ')' : ']');
+      line += p.whole ? " whole;" : ";";
+    }
+    for (std::size_t i = 0; i < d.methods.size(); ++i)
+      line += fmt::format(" method {} {};", i, std::string(d.methods[i]));
+    line.pop_back();
+    std::puts(line.c_str());
+  }
+}
+
+void print_summary(std::vector<double> r) {
+  if (r.empty()) return;
+  double mean = 0, square = 0;
+  for (std::size_t i = 0; i < r.size(); ++i) {
+    double const step = r[i] - mean;
+    mean += step / static_cast<double>(i + 1);
+    square += step * (r[i] - mean);
+  }
+  std::sort(r.begin(), r.end());
+  double const sd = r.size() > 1 ? std::sqrt(square / static_cast<double>(r.size() - 1)) : 0;
+  fmt::print("n {}\nmean {:.10g}\nsd {:.10g}\nmin {:.17g}\nmedian {:.17g}\nmax {:.17g}\n", r.size(), mean, sd,
+             r.front(), r[(r.size() - 1) / 2], r.back());
+}
+
+void run_distribution(Options const& o, bool seed_given, bool brng_given) {
+  DistributionInfo const& distribution = distribution_of(o.dist);
+  std::vector<double> parameters;
+  if (!o.params.empty())
+    for (auto const& text : split(o.params, ',')) parameters.push_back(parse_number(text, "--params"));
+  check_parameters(distribution, parameters);
+  std::vector<double> r(whole(o.n, uint64_t{1} << 27, "--n"));
+  Stream const stream = make_stream(o, seed_given, brng_given);
+  jump(o, stream);
+  orv::draw(stream.get(), distribution, o.method, parameters, r);
+  if (o.summary) {
+    print_summary(r);
+  } else {
+    for (double x : r) fmt::print("{:.17g}\n", x);
+  }
+  if (std::fflush(stdout) != 0) throw Error("standard output cannot be written to");
+  if (!o.save.empty()) stream.save(o.save);
+}
+
 void run(Options const& o, bool seed_given, bool brng_given) {
+  if (o.list) return list_distributions();
+  if (!o.dist.empty()) return run_distribution(o, seed_given, brng_given);
+  if (!o.params.empty() || o.method || o.summary)
+    throw Error("--params, --method and --summary belong to --dist");
   if (o.type != "d" && o.type != "s")
     throw Error(
         fmt::format("--type: there is no type '{}'; there are s (single) and d (double precision)", o.type));
@@ -288,7 +344,7 @@ void run(Options const& o, bool seed_given, bool brng_given) {
   if (!o.save.empty()) stream.save(o.save);
 }
 
-Command const command("random", "draw random numbers from a basic generator", [](CLI::App& app) {
+Command const command("random", "draw random numbers of a generator or a distribution", [](CLI::App& app) {
   auto o = std::make_shared<Options>();
   auto const* brng =
       app.add_option("--brng", o->brng, "generator, such as MT19937, or with a member: MT2203:17")
@@ -299,6 +355,11 @@ Command const command("random", "draw random numbers from a basic generator", []
   app.add_option("--type", o->type, "s (single) or d (double precision)")->capture_default_str();
   app.add_option("--interval", o->interval, "A,B: numbers are spread over it")->capture_default_str();
   app.add_flag("--integer", o->integer, "the generator's words as they are, instead of reals");
+  app.add_option("--dist", o->dist, "numbers of this distribution, such as gamma");
+  app.add_option("--params", o->params, "its parameters, separated by commas");
+  app.add_option("--method", o->method, "number of its method");
+  app.add_flag("--list", o->list, "list distributions with the ranges of their parameters and their methods");
+  app.add_flag("--summary", o->summary, "with --dist: print mean, deviation and extremes instead of numbers");
   app.add_option("--skip", o->skip, "leave out this many numbers first, by a jump");
   app.add_option("--leapfrog", o->leapfrog, "K,N: every N-th number, from number K (from 0)");
   app.add_option("--out", o->out, "write binary numbers to this file instead of printing them");
@@ -307,7 +368,8 @@ Command const command("random", "draw random numbers from a basic generator", []
   app.add_option("--save", o->save, "keep the state in this file afterwards");
   app.add_option("--load", o->load, "go on from a state that was kept");
   app.footer("The same generator and seed give the same numbers on every machine.\n"
-             "  orv random --brng MT2203:17 --seed 1,2,3 --n 5 --type d --interval 0,1");
+             "  orv random --brng MT2203:17 --seed 1,2,3 --n 5 --type d --interval 0,1\n"
+             "  orv random --dist gamma --params 2.5,0,1 --n 1000 --summary");
   app.allow_extras(false);
   return [o, seed, brng] { run(*o, seed->count() > 0, brng->count() > 0); };
 });

@@ -25,7 +25,7 @@ int32_t bernoulli(RngStream* stream, int n, int32_t* r, double p) {
   if (n <= 0) return RnqOk;
   if (!(p >= 0 && p <= 1)) return RnqErrBadArgument;
   Frame const frame(nullptr);
-  float const limit = static_cast<float>(p);
+  auto const limit = static_cast<float>(launder(p));
   return drawn_apart<float>(Source(stream), n, r, 0.0f, 1.0f, [=](int m, float* u, int32_t* out) {
     to_integers(m, u, out,
                 [=](F x) { return (simd::bits(simd::is_less(x, F(limit)).v) & simd::Bits<float>(1)).v; });
@@ -36,7 +36,7 @@ int32_t geometric(RngStream* stream, int n, int32_t* r, double p) {
   if (n <= 0) return RnqOk;
   if (!(p > 0 && p <= 1)) return RnqErrBadArgument;
   Frame const frame(replace_singular<float, Replace::ln>);
-  auto const c = static_cast<float>(1 / kernel::log1p(-p));
+  auto const c = static_cast<float>(1 / kernel::log1p(-launder(p)));
   return drawn_apart<float>(Source(stream), n, r, 0.0f, 1.0f, [=](int m, float* u, int32_t* out) {
     kernel::ln(m, u, u);
     to_integers(m, u, out, [=](F l) {

@@ -185,9 +185,10 @@ int32_t dispatch(Source const& source, int n, T* r, double p, double q, Results<
 template <class T>
 int32_t entry(int32_t method, RngStream* stream, int n, T* r, double p, double q, T a, T beta) {
   if (n <= 0) return RnqOk;
+  Frame const frame(replace_singular<double, Replace::ln>);
+  p = launder(p), q = launder(q), a = launder(a), beta = launder(beta);
   // Infinite shapes, and sums beyond the range, would never accept.
   if (!(p > 0) || !(q > 0) || !(p + q <= simd::Format<double>::largest)) return RnqErrBadArgument;
-  Frame const frame(replace_singular<double, Replace::ln>);
   return dispatch(Source(stream), n, r, p, q, Results<T>{a, beta, (method & RnqAccurate) != 0});
 }
 

@@ -123,6 +123,7 @@ int32_t binomial(RngStream* stream, int n, int32_t* r, int32_t ntrial, double p)
     return RnqOk;
   }
   Frame const frame(replace_singular<float, Replace::ln>);
+  p = launder(p);
   Parameters const b(ntrial, p);
   Source const source(stream);
   return b.mean() >= 30 ? by_rejection(source, n, r, b) : by_inversion(source, n, r, b);

@@ -76,8 +76,7 @@ template <class T>
 int32_t weibull(RngStream* stream, int n, T* r, T alpha, T a, T beta) {
   if (n <= 0) return RnqOk;
   if (!(alpha > 0)) return RnqErrBadArgument;
-  T const power = 1 / alpha;
-  return root_of_exponential(stream, n, r, a, beta, [=](int m, T* x) { kernel::powx(m, x, power, x); });
+  return root_of_exponential(stream, n, r, a, beta, [=](int m, T* x) { kernel::powx(m, x, 1 / launder(alpha), x); });
 }
 
 } // namespace

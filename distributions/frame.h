@@ -1,5 +1,6 @@
 // The state around a call of a generator: control words, error mode and error callback, put back on every path.
 #pragma once
+#include "frame/control.h"
 #include "frame/thread_state.h"
 #include "orv/mode.h"
 
@@ -32,6 +33,7 @@ int ORV_CALL replace_singular(OrvErrorRecord* record) {
 // Exceptions are masked inside and leave no trace. Mode, callback and status go back as they were: the words
 // themselves, since setting a mode can't clear a field that was clear before. Denormals are kept for the whole
 // call; nothing in it reads that field but the element-wise kernels.
+// Real parameters go through `launder` behind it: what is computed from them could be moved before it.
 class Frame {
  public:
   explicit Frame(OrvErrorCallback callback) : state_(ElwGetThreadState()) {

@@ -173,6 +173,7 @@ template <class T>
 int32_t entry(RngStream* stream, int n, T* r, T alpha, T a, T beta) {
   if (n <= 0) return RnqOk;
   Frame const frame(replace_singular<T, Replace::ln>);
+  alpha = launder(alpha);
   return dispatch(Source(stream), n, r, alpha, a, beta);
 }
 

@@ -92,10 +92,9 @@ int32_t box_muller2(Source const& source, int n, T* r, T a, T sigma) {
 
 template <class T>
 int32_t inverse(Source const& source, int n, T* r, T a, T sigma) {
-  if (!kernel::error_functions) return RnqErrBadMethod;
   T const scaled = static_cast<T>(1.4142135623730951) * sigma;
   return closed_form(source, n, r, T(-1), T(1), [=](int m, T* x) {
-    kernel::erf_inv(m, x);
+    kernel::erf_inv(m, x, x);
     scale(m, x, a, scaled);
   });
 }
@@ -118,6 +117,7 @@ template <class T>
 int32_t entry(int32_t method, RngStream* stream, int n, T* r, T a, T sigma) {
   if (n <= 0) return RnqOk;
   Frame const frame(replace_singular<T, Replace::gaussian>);
+  sigma = launder(sigma);
   return dispatch(method, Source(stream), n, r, a, sigma);
 }
 

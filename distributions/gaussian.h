@@ -4,7 +4,6 @@
 
 namespace orv::distributions {
 
-// Method 2 is no method while there is no inverse error function.
 int32_t gaussian(int32_t method, Source const& source, int n, double* r, double a, double sigma);
 int32_t gaussian(int32_t method, Source const& source, int n, float* r, float a, float sigma);
 

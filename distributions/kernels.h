@@ -1,24 +1,12 @@
 // Element-wise kernels as generators call them: double precision at EP, single precision at LA; `ha` is slot 1, for
 // constants and for results whose distribution shows the bits.
 #pragma once
-#include "frame/functions.h"
 #include "orv/elementwise.h"
 
 #include <immintrin.h>
 #include <type_traits>
 
-// Declared here: the list of functions does not have them yet.
-extern "C" {
-extern void (*const orv_elw_kernel_dErfInv_ttab[3])(int n, const double* a, double* r);
-extern void (*const orv_elw_kernel_sErfInv_ttab[3])(int n, const float* a, float* r);
-extern void (*const orv_elw_kernel_sErf_ttab[3])(int n, const float* a, float* r);
-}
-
 namespace orv::distributions::kernel {
-
-// Inversion of the Gaussian distribution, and what builds on it, is there when these functions are in the list.
-inline constexpr bool error_functions =
-    is_function('d', "ErfInv") && is_function('s', "ErfInv") && is_function('s', "Erf");
 
 template <class T>
 inline constexpr int usual = std::is_same_v<T, double> ? 2 : 0;
@@ -38,17 +26,10 @@ ORV_UNARY(expm1, Expm1)
 ORV_UNARY(sqrt, Sqrt)
 ORV_UNARY(sin, Sin)
 ORV_UNARY(tan, Tan)
+ORV_UNARY(erf_inv, ErfInv)
+ORV_UNARY(erf, Erf)
 #undef ORV_UNARY
 
-inline void erf_inv(int n, double* x) {
-  if constexpr (error_functions) orv_elw_kernel_dErfInv_ttab[usual<double>](n, x, x);
-}
-inline void erf_inv(int n, float* x) {
-  if constexpr (error_functions) orv_elw_kernel_sErfInv_ttab[usual<float>](n, x, x);
-}
-inline void erf(int n, float* x) {
-  if constexpr (error_functions) orv_elw_kernel_sErf_ttab[usual<float>](n, x, x);
-}
 inline void sin_cos(int n, double const* a, double* s, double* c) {
   orv_elw_kernel_dSinCos_ttab[usual<double>](n, a, s, c);
 }

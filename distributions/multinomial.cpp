@@ -58,6 +58,7 @@ int32_t multinomial(RngStream* stream, int n, int32_t* r, int32_t ntrial, int32_
     return RnqOk;
   }
   if (k < 1) return RnqErrBadMultinomial;
+  Frame const frame(replace_singular<float, Replace::gaussian>);
   double total = 0;
   for (int32_t i = 0; i < k; ++i) {
     if (!(p[i] >= 0)) return RnqErrBadMultinomial;
@@ -68,7 +69,6 @@ int32_t multinomial(RngStream* stream, int n, int32_t* r, int32_t ntrial, int32_
     std::fill_n(r, cells, ntrial);
     return RnqOk;
   }
-  Frame const frame(replace_singular<float, Replace::gaussian>);
   Source const source(stream);
   Categories const categories{k, p, total};
   if (k >= 16 * int64_t{ntrial} && ntrial <= 16) {

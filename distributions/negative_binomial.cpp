@@ -178,6 +178,7 @@ int32_t negative_binomial(RngStream* stream, int n, int32_t* r, double a, double
   if (n <= 0) return RnqOk;
   if (!(a > 0 && a <= simd::Format<double>::largest) || !(p > 0 && p <= 1)) return RnqErrBadArgument;
   Frame const frame(replace_singular<double, Replace::ln>);
+  a = launder(a), p = launder(p);
   if (p < 1e-290)
     p = 1e-290; // keeps means in range; results are the same, all but all of them past the largest
   Source const source(stream);

@@ -127,7 +127,12 @@ int32_t poisson(int32_t method, RngStream* stream, int n, int32_t* r, double lam
   if (method != RnqPoissonPTPE && method != RnqPoissonNormal) return RnqErrBadMethod;
   if (!(lambda >= 0 && lambda <= simd::Format<double>::largest)) return RnqErrBadArgument;
   Frame const frame(replace_singular<float, Replace::ln>);
+  lambda = launder(lambda);
   Source const source(stream);
+  if (method == RnqPoissonPTPE && lambda > 1e10) { // the largest result is 10^5 standard deviations below
+    std::fill_n(r, n, INT32_MAX);
+    return RnqOk;
+  }
   if (method == RnqPoissonPTPE)
     return lambda < 27 ? by_inversion(source, n, r, lambda) : by_rejection(source, n, r, lambda);
   return lambda < 1 ? small_mean(source, n, r, lambda) : from_gaussians(source, n, r, lambda);

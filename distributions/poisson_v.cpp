@@ -81,7 +81,7 @@ int32_t poisson_v(Source const& source, int n, int32_t* r, double const* lambda)
       slot[tiny] = i;
       tiny += lambda[done + i] < smallest_row;
     }
-    kernel::erf(tiny, w);
+    kernel::erf(tiny, w, w);
     for (int i = 0; i < m; ++i)
       if (!(lambda[done + i] < smallest_row)) r[done + i] = by_row(lambda[done + i], g[i]);
     for (int j = 0; j < tiny; ++j)

@@ -8,6 +8,7 @@ namespace {
 template <class T>
 int32_t reals(int32_t method, RngStream* stream, int n, T* r, T a, T b) {
   if (n <= 0) return RnqOk;
+  Frame const frame(nullptr);
   int32_t const status = Source(stream).uniform(n, r, a, b);
   if (status < 0 || !(method & RnqAccurate)) return status;
   map(n, r, [=](simd::Vec<T> x) { return simd::min(simd::Vec<T>(b), simd::max(simd::Vec<T>(a), x)); });

@@ -33,13 +33,6 @@ consteval Function const& function(char type, std::string_view name) {
   return functions[0];
 }
 
-// Whether the list has it.
-consteval bool is_function(char type, std::string_view name) {
-  for (Function const& f : functions)
-    if (f.type == type && f.name == name) return true;
-  return false;
-}
-
 // The level whose kernel stands in the slot of `level`.
 constexpr Level kernel_level(Slots slots, Level level) {
   switch (slots) {

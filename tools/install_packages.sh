@@ -5,7 +5,7 @@ packages="g++ cmake ninja-build ccache pkg-config libcli11-dev libfmt-dev libsle
 packages="$packages libboost-math-dev"
 if [ "${1:-build}" = check ]; then
   packages="$packages gcc-multilib g++-multilib g++-mingw-w64-i686 googletest binutils python3"
-  packages="$packages python3-mpmath libboost-dev libboost-random-dev libgsl-dev librandom123-dev"
+  packages="$packages python3-mpmath libboost-dev libboost-random-dev libgsl-dev librandom123-dev python3-scipy"
 fi
 missing=""
 for package in $packages; do

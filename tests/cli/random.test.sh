@@ -30,3 +30,12 @@ expect 0 "^$next\$" random --brng SFMT19937 --seed 7 --n 6
 expect 1 'leave out --brng' random --load "$work/stream" --brng R250
 printf 'no stream' >"$work/other"
 expect 1 'the file ends too early' random --load "$work/other"
+expect 0 '^Gamma .*alpha in .0, inf' random --list
+expect 0 '^[0-9.]+$' random --dist gamma --params 2.5,0,1 --n 1
+expect 0 '^mean 2\.[45]' random --dist gamma --params 2.5,0,1 --n 100000 --summary
+expect 0 '^300$' random --dist Binomial --params 300,1 --n 1
+expect 1 'alpha = -1 is not above 0' random --dist gamma --params=-1,0,1
+expect 1 'ntrial = 2.5 is not a whole number' random --dist binomial --params 2.5,0.5
+expect 1 'Poisson wants 1 parameters: lambda, not 2' random --dist poisson --params 1,2
+expect 1 "no distribution 'gama'; there are Uniform" random --dist gama
+expect 1 'method 3 is not from 0 to 2' random --dist gaussian --params 0,1 --method 3
