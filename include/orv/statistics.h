@@ -550,6 +550,15 @@ int32_t ORV_CALL _rnqsSSMinmax(SSTask* task, uint64_t estimates, uint64_t method
  * in the weighted mean, where SSMethodFastUserMean takes `mean` as given. -4001, -4002, -4044, -4003, -4082, -4029,
  * -4083, -4029, -4006.
  *
+ * MissingValues: SSMethodMultipleImpute; imputes values that are a quiet NaN with the sign bit set, by expectation-
+ * maximization and data augmentation for the multivariate normal model. `missingParams`: limit of EM steps (50), sweeps
+ * for each set (30), accuracy of EM (0.001, absolute: scale the columns), sets, missing values in the data.
+ * `missingSimulated` receives them set after set, in order of observations and variables; `missingEstimates`
+ * the mean and the lower packed covariance of each sweep. Equal calls give equal values. Each sweep's posterior is
+ * the next one's prior, so that sets vary much less than the values are uncertain: no intervals follow from them. -4001,
+ * -4003, -4048, -4049, -4050, -4055, -4060, -4054, -4060, -4029; -4063, -4051, -4058, -4060, -4059; -5021 to -5025
+ * for covariances that are singular and draws that fail, and the statuses of streams.
+ *
  * WMedian: for each variable one quantile of order quantileOrders[0] under `weights`.
  *
  * MahDistance: distances of rows mahFirstRow to mahLastRow - 1; checks nothing. */
@@ -569,6 +578,7 @@ ORV_SS_COMPUTE(CorParametrization)
 ORV_SS_COMPUTE(MAD)
 ORV_SS_COMPUTE(MahDistance)
 ORV_SS_COMPUTE(WMedian)
+ORV_SS_COMPUTE(MissingValues)
 #undef ORV_SS_COMPUTE
 
 /* Frees the state of streams. */
