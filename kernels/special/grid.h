@@ -60,7 +60,7 @@ ORV_INLINE V moments(V q, V s) {
 
 // ---- the grid ----
 
-// What a function has on it: `last` the largest argument; a0' = a0 slope_factor, c = curvature.
+// The nearest multiple a0 of 1 / steps, d = size - a0, and the number of its row.
 template <class T>
 struct GridPoint {
   Vec<T> a0, d;
